@@ -1,0 +1,57 @@
+// TlvUtils::Delegate: a two-word callback.
+//
+// A delegate is an object word and an invoker; calling it calls invoker(object, args...).
+// Two delegates are equal exactly when both words are equal, which is what lets a hook be
+// unregistered by value. For a free function the object word is the function itself.
+#ifndef TLVUTL_DELEGATE_H
+#define TLVUTL_DELEGATE_H
+
+#include <type_traits>
+#include <utility>
+
+namespace TlvUtils {
+
+template <class Signature> class Delegate;
+
+template <class R, class... Args> class Delegate<R (*)(Args...)> {
+public:
+    using Function = R (*)(Args...);
+    using Invoker = R (*)(void*, Args...);
+
+    Delegate() = default;
+    Delegate(void* object, Invoker invoker) : object_(object), invoker_(invoker) {}
+
+    // A free function: the object word holds the function, the invoker calls it.
+    static Delegate FromFunction(Function f) {
+        return Delegate(reinterpret_cast<void*>(f), &CallFunction);
+    }
+    // A member function bound to an object, fixed at compile time.
+    template <class T, R (T::*Method)(Args...)> static Delegate FromMethod(T* object) {
+        return Delegate(object, &CallMethod<T, Method>);
+    }
+
+    R operator()(Args... args) const { return invoker_(object_, std::forward<Args>(args)...); }
+    explicit operator bool() const { return invoker_ != nullptr; }
+
+    void* Object() const { return object_; }
+    Invoker GetInvoker() const { return invoker_; }
+
+    friend bool operator==(const Delegate& a, const Delegate& b) {
+        return a.object_ == b.object_ && a.invoker_ == b.invoker_;
+    }
+
+private:
+    static R CallFunction(void* f, Args... args) {
+        return reinterpret_cast<Function>(f)(std::forward<Args>(args)...);
+    }
+    template <class T, R (T::*Method)(Args...)> static R CallMethod(void* o, Args... args) {
+        return (static_cast<T*>(o)->*Method)(std::forward<Args>(args)...);
+    }
+
+    void* object_ = nullptr;
+    Invoker invoker_ = nullptr;
+};
+
+} // namespace TlvUtils
+
+#endif

@@ -1,0 +1,86 @@
+// Where the library's user-facing messages go: message boxes, beeps, the error and warning
+// reports of the message manager, and debug output.
+//
+// The library draws no UI. By default every message is one clear line on stderr and debug
+// output is silent unless TLV_DEBUG is set. A host routes them into its own toolkit by
+// installing a MessageSink; tests install a CapturingMessageSink and inspect what was said.
+#ifndef TLVUTL_MESSAGES_H
+#define TLVUTL_MESSAGES_H
+
+#include <tlvutl/cstring.h>
+#include <tlvutl/export.h>
+#include <tlvutl/wintypes.h>
+
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#ifndef MB_OK
+#define MB_OK 0x00000000u
+#define MB_ICONHAND 0x00000010u
+#define MB_ICONSTOP MB_ICONHAND
+#define MB_ICONWARNING 0x00000030u
+#define MB_ICONINFORMATION 0x00000040u
+#define MB_SYSTEMMODAL 0x00001000u
+#define IDOK 1
+#endif
+
+namespace TlvUtl {
+
+class TLVUTL_API MessageSink {
+public:
+    virtual ~MessageSink();
+    // A message box; returns the button the user chose (IDOK for a plain box).
+    virtual int MessageBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) = 0;
+    virtual void Beep(UINT type) = 0;
+    virtual void ShowError(const wchar_t* text) = 0;
+    virtual void ShowWarning(const wchar_t* text) = 0;
+};
+
+// Installs sink (not owned; it must outlive its use) and returns the previous one. Null
+// restores the default stderr sink.
+TLVUTL_API MessageSink* SetMessageSink(MessageSink* sink);
+TLVUTL_API MessageSink& GetMessageSink();
+
+// Records everything it is told; thread-safe.
+class TLVUTL_API CapturingMessageSink : public MessageSink {
+public:
+    enum class Kind { Box, Beep, Error, Warning };
+    struct Message {
+        Kind kind;
+        CString text;
+        CString caption;
+        UINT style = 0;
+    };
+    int MessageBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) override;
+    void Beep(UINT type) override;
+    void ShowError(const wchar_t* text) override;
+    void ShowWarning(const wchar_t* text) override;
+    std::vector<Message> Messages() const;
+    void Clear();
+
+private:
+    mutable std::mutex m_;
+    std::vector<Message> messages_;
+};
+
+// Installs a capturing sink for the lifetime of the object and restores the previous one.
+class TLVUTL_API ScopedMessageCapture : public CapturingMessageSink {
+public:
+    ScopedMessageCapture() : previous_(SetMessageSink(this)) {}
+    ~ScopedMessageCapture() override { SetMessageSink(previous_); }
+    ScopedMessageCapture(const ScopedMessageCapture&) = delete;
+    ScopedMessageCapture& operator=(const ScopedMessageCapture&) = delete;
+
+private:
+    MessageSink* previous_;
+};
+
+using DebugOutputSink = std::function<void(const wchar_t*)>;
+// Replaces the debug-output sink; an empty function restores the default.
+TLVUTL_API void SetDebugOutputSink(DebugOutputSink sink);
+TLVUTL_API void OutputDebugText(const wchar_t* text);
+
+} // namespace TlvUtl
+
+#endif

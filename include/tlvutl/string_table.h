@@ -1,0 +1,34 @@
+/* The binary form of a string table, as a resource module exports it.
+ *
+ * A resource module (and, optionally, the host executable, for the "main module" fallback)
+ * exports the C function tlvutl_string_table() returning its table. Entries are sorted by
+ * id; each text is NUL-terminated and its length excludes the terminator. */
+#ifndef TLVUTL_STRING_TABLE_H
+#define TLVUTL_STRING_TABLE_H
+
+#include <stdint.h>
+#include <wchar.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct TlvStringEntry {
+    uint32_t id;
+    uint32_t length;
+    const wchar_t* text;
+} TlvStringEntry;
+
+typedef struct TlvStringTable {
+    uint32_t count;
+    const TlvStringEntry* entries;
+} TlvStringTable;
+
+#define TLVUTL_STRING_TABLE_SYMBOL "tlvutl_string_table"
+typedef const TlvStringTable* (*TlvStringTableFn)(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

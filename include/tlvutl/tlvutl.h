@@ -1,0 +1,20 @@
+// The whole public interface of tlvutl. Each family also has its own header.
+#ifndef TLVUTL_TLVUTL_H
+#define TLVUTL_TLVUTL_H
+
+#include <tlvutl/com_error.h>
+#include <tlvutl/cstring.h>
+#include <tlvutl/delegate.h>
+#include <tlvutl/encoding.h>
+#include <tlvutl/export.h>
+#include <tlvutl/frame.h>
+#include <tlvutl/hooks.h>
+#include <tlvutl/messages.h>
+#include <tlvutl/optional.h>
+#include <tlvutl/runtime_class.h>
+#include <tlvutl/singleton.h>
+#include <tlvutl/string_table.h>
+#include <tlvutl/thread_lock.h>
+#include <tlvutl/wintypes.h>
+
+#endif

@@ -1,0 +1,265 @@
+// The engine-to-application GUID map and its file "guidmap.dat".
+//
+// Both tables of the file are sorted in the map's own order (the last byte of Data4 is the
+// most significant), not in byte order; a file sorted any other way makes look-ups miss.
+// Loading validates the header against the file's size before it allocates, so a damaged
+// count can never ask for a huge block.
+#include <tlvutl/frame.h>
+
+#include "../platform/console.h"
+#include "../platform/module_loader.h"
+#include "library_state.h"
+
+#include <algorithm>
+#include <cstring>
+#include <cwchar>
+#include <cwctype>
+#include <filesystem>
+#include <fstream>
+#include <tlvutl/encoding.h>
+
+namespace {
+
+constexpr std::size_t kGuidBytes = 16;
+constexpr std::size_t kRecordBytes = 2 * kGuidBytes;
+
+GUID GuidFromBytes(const unsigned char* b) {
+    GUID g;
+    g.Data1 = static_cast<uint32_t>(b[0]) | static_cast<uint32_t>(b[1]) << 8 |
+              static_cast<uint32_t>(b[2]) << 16 | static_cast<uint32_t>(b[3]) << 24;
+    g.Data2 = static_cast<uint16_t>(b[4] | b[5] << 8);
+    g.Data3 = static_cast<uint16_t>(b[6] | b[7] << 8);
+    std::memcpy(g.Data4, b + 8, 8);
+    return g;
+}
+
+void GuidToBytes(const GUID& g, unsigned char* b) {
+    for (int i = 0; i < 4; ++i)
+        b[i] = static_cast<unsigned char>(g.Data1 >> (8 * i));
+    b[4] = static_cast<unsigned char>(g.Data2), b[5] = static_cast<unsigned char>(g.Data2 >> 8);
+    b[6] = static_cast<unsigned char>(g.Data3), b[7] = static_cast<unsigned char>(g.Data3 >> 8);
+    std::memcpy(b + 8, g.Data4, 8);
+}
+
+uint32_t ReadU32(const unsigned char* b) {
+    return static_cast<uint32_t>(b[0]) | static_cast<uint32_t>(b[1]) << 8 |
+           static_cast<uint32_t>(b[2]) << 16 | static_cast<uint32_t>(b[3]) << 24;
+}
+
+// Reads one table of `count` records at `offset` into the sorted and the paired array.
+bool ReadTable(std::istream& in, std::uint64_t fileSize, uint32_t offset, int32_t count,
+               std::vector<GUID>& sorted, std::vector<GUID>& paired) {
+    const std::uint64_t need = static_cast<std::uint64_t>(count) * kRecordBytes;
+    if (offset > fileSize || need > fileSize - offset)
+        return false;
+    in.seekg(static_cast<std::streamoff>(offset));
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(need));
+    if (need && !in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(need)))
+        return false;
+    sorted.resize(static_cast<std::size_t>(count));
+    paired.resize(static_cast<std::size_t>(count));
+    for (int32_t i = 0; i < count; ++i) {
+        sorted[static_cast<std::size_t>(i)] =
+            GuidFromBytes(&bytes[static_cast<std::size_t>(i) * kRecordBytes]);
+        paired[static_cast<std::size_t>(i)] =
+            GuidFromBytes(&bytes[static_cast<std::size_t>(i) * kRecordBytes + kGuidBytes]);
+    }
+    return true;
+}
+
+// The binary search of the map: inclusive bounds, middle = low + (high - low) / 2.
+bool Search(const std::vector<GUID>& sorted, const std::vector<GUID>& paired, const GUID& key,
+            GUID& out) {
+    if (sorted.empty())
+        return false;
+    std::int64_t low = 0, high = static_cast<std::int64_t>(sorted.size()) - 1;
+    while (low <= high) {
+        const std::int64_t mid = low + (high - low) / 2;
+        const int c = TlvUtl::CompareGuids(sorted[static_cast<std::size_t>(mid)], key);
+        if (c == 0) {
+            out = paired[static_cast<std::size_t>(mid)];
+            return true;
+        }
+        if (c > 0)
+            high = mid - 1;
+        else
+            low = mid + 1;
+    }
+    return false;
+}
+
+// The library's own map (one static instance).
+struct CGUIDMap {
+    TlvUtl::GuidMapFile map;
+    bool loaded = false;
+};
+
+CGUIDMap g_map;
+
+std::wstring DefaultInstallDataFolder() {
+    std::wstring root = tlv::platform::GetEnvironment("TLV_INSTALL_DIR");
+    if (root.empty()) {
+        root = tlv::platform::LibraryDirectory() + TLVUTL_LIB_TO_INSTALLATION;
+    }
+    std::error_code ec;
+    const std::filesystem::path canonical = std::filesystem::weakly_canonical(root, ec);
+    if (!ec)
+        root = canonical.wstring();
+    if (root.empty() || root.back() != L'/')
+        root += L'/';
+    return root + L"Data/";
+}
+
+TlvUtl::InstallDataFolderProvider g_provider = nullptr;
+
+} // namespace
+
+namespace TlvUtl {
+
+int CompareGuids(const GUID& a, const GUID& b) {
+    for (int i = 7; i >= 0; --i)
+        if (a.Data4[i] != b.Data4[i])
+            return a.Data4[i] < b.Data4[i] ? -1 : 1;
+    if (a.Data3 != b.Data3)
+        return a.Data3 < b.Data3 ? -1 : 1;
+    if (a.Data2 != b.Data2)
+        return a.Data2 < b.Data2 ? -1 : 1;
+    if (a.Data1 != b.Data1)
+        return a.Data1 < b.Data1 ? -1 : 1;
+    return 0;
+}
+
+bool GuidMapFile::Load(const std::wstring& path) {
+    engineSorted_.clear(), appForEngine_.clear(), appSorted_.clear(), engineForApp_.clear();
+    std::ifstream in(TlvUtils::ToUtf8(path), std::ios::binary);
+    if (!in)
+        return false;
+    in.seekg(0, std::ios::end);
+    const std::streamoff end = in.tellg();
+    if (end < 0)
+        return false;
+    const std::uint64_t size = static_cast<std::uint64_t>(end);
+    in.seekg(0);
+    unsigned char header[12];
+    if (!in.read(reinterpret_cast<char*>(header), sizeof header))
+        return false;
+    const int32_t count = static_cast<int32_t>(ReadU32(header));
+    const uint32_t offsetA = ReadU32(header + 4);
+    const uint32_t offsetB = ReadU32(header + 8);
+    bool ok = count >= 0 && ReadTable(in, size, offsetA, count, engineSorted_, appForEngine_) &&
+              ReadTable(in, size, offsetB, count, appSorted_, engineForApp_);
+    if (!ok) {
+        engineSorted_.clear(), appForEngine_.clear(), appSorted_.clear(), engineForApp_.clear();
+        return false;
+    }
+    return true;
+}
+
+bool GuidMapFile::EngineToApp(const GUID& engine, GUID& app) const {
+    return Search(engineSorted_, appForEngine_, engine, app);
+}
+
+bool GuidMapFile::AppToEngine(const GUID& app, GUID& engine) const {
+    return Search(appSorted_, engineForApp_, app, engine);
+}
+
+bool WriteGuidMapFile(const std::wstring& path, std::vector<std::pair<GUID, GUID>> pairs) {
+    if (pairs.size() > 0x7FFFFFF)
+        return false;
+    auto less = [](const GUID& a, const GUID& b) { return CompareGuids(a, b) < 0; };
+    std::vector<std::pair<GUID, GUID>> byApp;
+    byApp.reserve(pairs.size());
+    for (const auto& [e, a] : pairs)
+        byApp.emplace_back(a, e);
+    std::stable_sort(pairs.begin(), pairs.end(),
+                     [&](auto& x, auto& y) { return less(x.first, y.first); });
+    std::stable_sort(byApp.begin(), byApp.end(),
+                     [&](auto& x, auto& y) { return less(x.first, y.first); });
+
+    const uint32_t count = static_cast<uint32_t>(pairs.size());
+    const uint32_t offsetA = 12;
+    const uint32_t offsetB = offsetA + count * static_cast<uint32_t>(kRecordBytes);
+    std::vector<unsigned char> bytes(12 + 2 * count * kRecordBytes);
+    auto put32 = [&](std::size_t at, uint32_t v) {
+        for (int i = 0; i < 4; ++i)
+            bytes[at + static_cast<std::size_t>(i)] = static_cast<unsigned char>(v >> (8 * i));
+    };
+    put32(0, count), put32(4, offsetA), put32(8, offsetB);
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        GuidToBytes(pairs[i].first, &bytes[offsetA + i * kRecordBytes]);
+        GuidToBytes(pairs[i].second, &bytes[offsetA + i * kRecordBytes + kGuidBytes]);
+        GuidToBytes(byApp[i].first, &bytes[offsetB + i * kRecordBytes]);
+        GuidToBytes(byApp[i].second, &bytes[offsetB + i * kRecordBytes + kGuidBytes]);
+    }
+    std::ofstream out(TlvUtils::ToUtf8(path), std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+    out.close();
+    return static_cast<bool>(out);
+}
+
+bool ParseGuid(const std::wstring& text, GUID& out) {
+    std::wstring t = text;
+    if (t.size() == 38 && t.front() == L'{' && t.back() == L'}')
+        t = t.substr(1, 36);
+    if (t.size() != 36 || t[8] != L'-' || t[13] != L'-' || t[18] != L'-' || t[23] != L'-')
+        return false;
+    std::wstring hex;
+    for (std::size_t i = 0; i < t.size(); ++i) {
+        if (i == 8 || i == 13 || i == 18 || i == 23)
+            continue;
+        if (!std::iswxdigit(static_cast<wint_t>(t[i])))
+            return false;
+        hex += t[i];
+    }
+    auto value = [&](std::size_t at, std::size_t n) {
+        return static_cast<uint32_t>(std::wcstoul(hex.substr(at, n).c_str(), nullptr, 16));
+    };
+    out.Data1 = value(0, 8);
+    out.Data2 = static_cast<uint16_t>(value(8, 4));
+    out.Data3 = static_cast<uint16_t>(value(12, 4));
+    for (std::size_t i = 0; i < 8; ++i)
+        out.Data4[i] = static_cast<uint8_t>(value(16 + 2 * i, 2));
+    return true;
+}
+
+std::wstring FormatGuid(const GUID& g) {
+    CString s;
+    s.Format(L"{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", g.Data1, g.Data2, g.Data3,
+             g.Data4[0], g.Data4[1], g.Data4[2], g.Data4[3], g.Data4[4], g.Data4[5], g.Data4[6],
+             g.Data4[7]);
+    return s.str();
+}
+
+void SetInstallDataFolderProvider(InstallDataFolderProvider provider) {
+    g_provider = provider;
+}
+
+std::wstring GetInstallDataFolder() {
+    return g_provider ? g_provider() : DefaultInstallDataFolder();
+}
+
+} // namespace TlvUtl
+
+namespace tlv::frame {
+
+int LoadGuidMap() {
+    if (g_map.loaded)
+        return 1;
+    g_map.loaded = g_map.map.Load(TlvUtl::GetInstallDataFolder() + L"guidmap.dat");
+    return g_map.loaded ? 1 : 0;
+}
+
+} // namespace tlv::frame
+
+int UTLMapEng2AppGUID(const GUID* engine, GUID* application) {
+    if (!g_map.loaded || !engine || !application)
+        return 0;
+    return g_map.map.EngineToApp(*engine, *application) ? 1 : 0;
+}
+
+int UTLMapApp2EngGUID(const GUID* application, GUID* engine) {
+    if (!g_map.loaded || !application || !engine)
+        return 0;
+    return g_map.map.AppToEngine(*application, *engine) ? 1 : 0;
+}

@@ -1,0 +1,150 @@
+#include <tlvutl/frame.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+GUID Make(uint32_t d1, uint8_t last) {
+    GUID g{};
+    g.Data1 = d1;
+    g.Data4[7] = last;
+    return g;
+}
+
+std::string Bytes(const GUID& g) {
+    std::string b(16, '\0');
+    for (int i = 0; i < 4; ++i)
+        b[static_cast<std::size_t>(i)] = static_cast<char>(g.Data1 >> (8 * i));
+    b[4] = static_cast<char>(g.Data2), b[5] = static_cast<char>(g.Data2 >> 8);
+    b[6] = static_cast<char>(g.Data3), b[7] = static_cast<char>(g.Data3 >> 8);
+    std::memcpy(&b[8], g.Data4, 8);
+    return b;
+}
+
+std::string U32(uint32_t v) {
+    std::string b(4, '\0');
+    for (int i = 0; i < 4; ++i)
+        b[static_cast<std::size_t>(i)] = static_cast<char>(v >> (8 * i));
+    return b;
+}
+
+class GuidMapFileTest : public ::testing::Test {
+protected:
+    fs::path dir =
+        fs::temp_directory_path() /
+        ("tlvutl-guidmap-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+         "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    void SetUp() override { fs::create_directories(dir); }
+    void TearDown() override { fs::remove_all(dir); }
+    std::wstring Write(const std::string& bytes) {
+        const fs::path p = dir / "guidmap.dat";
+        std::ofstream(p, std::ios::binary) << bytes;
+        return p.wstring();
+    }
+};
+
+TEST(GuidOrder, LastByteOfData4IsMostSignificant) {
+    EXPECT_LT(TlvUtl::CompareGuids(Make(0xFFFFFFFF, 1), Make(0, 2)), 0);
+    GUID a{}, b{};
+    a.Data3 = 2, b.Data2 = 0xFFFF;
+    EXPECT_GT(TlvUtl::CompareGuids(a, b), 0); // Data3 before Data2
+    a = {}, b = {};
+    a.Data2 = 1, b.Data1 = 0xFFFFFFFF;
+    EXPECT_GT(TlvUtl::CompareGuids(a, b), 0); // Data2 before Data1
+    EXPECT_EQ(TlvUtl::CompareGuids(Make(5, 5), Make(5, 5)), 0);
+}
+
+TEST_F(GuidMapFileTest, WrittenFileFindsEveryPairBothWays) {
+    std::vector<std::pair<GUID, GUID>> pairs;
+    for (uint32_t i = 0; i < 50; ++i)
+        pairs.emplace_back(Make(i * 7919, static_cast<uint8_t>(255 - i)),
+                           Make(i, static_cast<uint8_t>(i * 3)));
+    const std::wstring path = (dir / "map.dat").wstring();
+    ASSERT_TRUE(TlvUtl::WriteGuidMapFile(path, pairs));
+    TlvUtl::GuidMapFile map;
+    ASSERT_TRUE(map.Load(path));
+    EXPECT_EQ(map.Count(), 50);
+    for (const auto& [e, a] : pairs) {
+        GUID out{};
+        ASSERT_TRUE(map.EngineToApp(e, out));
+        EXPECT_EQ(TlvUtl::CompareGuids(out, a), 0);
+        ASSERT_TRUE(map.AppToEngine(a, out));
+        EXPECT_EQ(TlvUtl::CompareGuids(out, e), 0);
+    }
+    GUID out{};
+    EXPECT_FALSE(map.EngineToApp(Make(1, 1), out));
+}
+
+TEST_F(GuidMapFileTest, TablesSortedByByteOrderMiss) {
+    // Differ only in Data1 and Data4[7]: byte order sorts G1 < G2 < G3, the map's order the
+    // reverse. Written in byte order, the search for G1 goes the wrong way and misses.
+    const GUID g1 = Make(1, 2), g2 = Make(2, 1), g3 = Make(3, 0);
+    const GUID app = Make(99, 99);
+    std::string table;
+    for (const GUID& g : {g1, g2, g3})
+        table += Bytes(g) + Bytes(app);
+    TlvUtl::GuidMapFile map;
+    ASSERT_TRUE(map.Load(Write(U32(3) + U32(12) + U32(12) + table)));
+    GUID out{};
+    EXPECT_FALSE(map.EngineToApp(g1, out));
+    // The same pairs written by the library's writer are found.
+    ASSERT_TRUE(
+        TlvUtl::WriteGuidMapFile((dir / "ok.dat").wstring(), {{g1, app}, {g2, app}, {g3, app}}));
+    ASSERT_TRUE(map.Load((dir / "ok.dat").wstring()));
+    EXPECT_TRUE(map.EngineToApp(g1, out));
+}
+
+TEST_F(GuidMapFileTest, EmptyMapWithOffsetsAtTheEndLoads) {
+    TlvUtl::GuidMapFile map;
+    ASSERT_TRUE(map.Load(Write(U32(0) + U32(12) + U32(12))));
+    GUID out{};
+    EXPECT_FALSE(map.EngineToApp(Make(0, 0), out));
+    EXPECT_FALSE(map.AppToEngine(Make(0, 0), out));
+}
+
+TEST_F(GuidMapFileTest, DamagedFilesFailCleanly) {
+    const std::string rec = Bytes(Make(1, 1)) + Bytes(Make(2, 2));
+    TlvUtl::GuidMapFile map;
+    // Short header.
+    EXPECT_FALSE(map.Load(Write(U32(1) + U32(12))));
+    // Table B one record short.
+    EXPECT_FALSE(map.Load(Write(U32(2) + U32(12) + U32(12 + 64) + rec + rec + rec)));
+    // A count far beyond the file: refused before anything is allocated.
+    EXPECT_FALSE(map.Load(Write(U32(0x7FFFFFFF) + U32(12) + U32(12) + rec)));
+    // Negative count, offsets past the end.
+    EXPECT_FALSE(map.Load(Write(U32(0xFFFFFFFF) + U32(12) + U32(12))));
+    EXPECT_FALSE(map.Load(Write(U32(1) + U32(0xFFFFFFF0) + U32(12) + rec)));
+    EXPECT_FALSE(map.Load((dir / "missing.dat").wstring()));
+    EXPECT_EQ(map.Count(), 0);
+}
+
+TEST(GuidText, ParseAndFormat) {
+    GUID g{};
+    ASSERT_TRUE(TlvUtl::ParseGuid(L"{6B29FC40-CA47-1067-B31D-00DD010662DA}", g));
+    EXPECT_EQ(g.Data1, 0x6B29FC40u);
+    EXPECT_EQ(g.Data4[7], 0xDA);
+    EXPECT_EQ(TlvUtl::FormatGuid(g), L"{6B29FC40-CA47-1067-B31D-00DD010662DA}");
+    EXPECT_TRUE(TlvUtl::ParseGuid(L"6b29fc40-ca47-1067-b31d-00dd010662da", g));
+    EXPECT_FALSE(TlvUtl::ParseGuid(L"{6B29FC40-CA47-1067-B31D-00DD010662DX}", g));
+    EXPECT_FALSE(TlvUtl::ParseGuid(L"6B29FC40", g));
+}
+
+TEST(GuidMap, LibraryMapAnswersFromTheDefaultInstallation) {
+    GUID engine{}, app{};
+    ASSERT_TRUE(TlvUtl::ParseGuid(L"{6B29FC40-CA47-1067-B31D-00DD010662DA}", engine));
+    ASSERT_EQ(UTLMapEng2AppGUID(&engine, &app), 1);
+    EXPECT_EQ(TlvUtl::FormatGuid(app), L"{3F2504E0-4F89-11D3-9A0C-0305E82C3301}");
+    GUID back{};
+    ASSERT_EQ(UTLMapApp2EngGUID(&app, &back), 1);
+    EXPECT_EQ(TlvUtl::CompareGuids(back, engine), 0);
+    EXPECT_EQ(UTLMapEng2AppGUID(&app, &back), 0);
+    EXPECT_EQ(UTLMapEng2AppGUID(nullptr, &back), 0);
+}
+
+} // namespace

@@ -1,0 +1,131 @@
+// Start-up behaviours that need a process of their own (ctest runs each test alone).
+#include <tlvutl/frame.h>
+#include <tlvutl/string_table.h>
+
+#include "frame/teardown.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+// The host executable's own string table: the loaders' last fallback.
+namespace {
+const TlvStringEntry kHostEntries[] = {{24087u, 5u, L"minus"}, {60000u, 9u, L"host text"}};
+const TlvStringTable kHostTable = {2u, kHostEntries};
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) const TlvStringTable* tlvutl_string_table(void) {
+    return &kHostTable;
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::wstring g_dataFolder;
+std::wstring DataFolder() {
+    return g_dataFolder;
+}
+
+std::string U32(uint32_t v) {
+    std::string b(4, '\0');
+    for (int i = 0; i < 4; ++i)
+        b[static_cast<std::size_t>(i)] = static_cast<char>(v >> (8 * i));
+    return b;
+}
+
+// A data folder holding the given guidmap.dat bytes.
+void UseGuidMap(const std::string& bytes) {
+    const fs::path dir = fs::temp_directory_path() / ("tlvutl-startup-" + std::to_string(getpid()));
+    fs::create_directories(dir);
+    std::ofstream(dir / "guidmap.dat", std::ios::binary) << bytes;
+    g_dataFolder = dir.wstring() + L"/";
+    TlvUtl::SetInstallDataFolderProvider(&DataFolder);
+}
+
+TEST(Startup, LookupsAnswerZeroBeforeTheMapIsLoaded) {
+    GUID a{}, b{};
+    EXPECT_EQ(UTLMapEng2AppGUID(&a, &b), 0);
+    EXPECT_EQ(UTLMapApp2EngGUID(&a, &b), 0);
+}
+
+TEST(Startup, MissingResourceModuleFailsAndStringsFallBackToTheHost) {
+    TlvUtl::SetResourceRoot(L"/nonexistent/tlvutl-intl");
+    EXPECT_EQ(InitModule(), 0);
+    EXPECT_EQ(UTLLoadStringEx(60000), L"host text");
+    EXPECT_STREQ(UTLLoadString(24087), L"minus");
+    EXPECT_TRUE(UTLLoadStringEx(24016).IsEmpty());
+    EXPECT_EQ(UTLGetExtensionModule().hResource, UTLGetExtensionModule().hModule);
+}
+
+TEST(Startup, GuidMapOneRecordShortFailsInitModuleAfterResourcesAreInPlace) {
+    const std::string rec(32, '\x01');
+    UseGuidMap(U32(2) + U32(12) + U32(12 + 64) + rec + rec + rec);
+    EXPECT_EQ(InitModule(), 0);
+    EXPECT_EQ(UTLLoadStringEx(24087), L"-"); // from the resource module, not the host
+    GUID a{}, b{};
+    EXPECT_EQ(UTLMapEng2AppGUID(&a, &b), 0);
+    // Repaired, a second InitModule loads it without loading resources again.
+    const HMODULE resource = UTLGetExtensionModule().hResource;
+    UseGuidMap(U32(0) + U32(12) + U32(12));
+    EXPECT_EQ(InitModule(), 1);
+    EXPECT_EQ(UTLGetExtensionModule().hResource, resource);
+}
+
+TEST(Startup, EmptyGuidMapLoadsAndFindsNothing) {
+    UseGuidMap(U32(0) + U32(12) + U32(12));
+    EXPECT_EQ(InitModule(), 1);
+    GUID a{}, b{};
+    EXPECT_EQ(UTLMapEng2AppGUID(&a, &b), 0);
+    EXPECT_EQ(UTLMapApp2EngGUID(&a, &b), 0);
+}
+
+int g_teardowns = 0;
+
+TEST(Startup, OnlyTheLastUninitializeTearsDown) {
+    tlv::frame::RegisterTeardownStep(tlv::frame::TeardownRank::DirectoryTracking,
+                                     [] { ++g_teardowns; });
+    ASSERT_NE(WAppSkinSettingData::GetInstance(), nullptr);
+    UTLInitialize();
+    UTLInitialize();
+    UTLUninitialize();
+    EXPECT_EQ(g_teardowns, 0);
+    UTLUninitialize();
+    EXPECT_EQ(g_teardowns, 1);
+    EXPECT_EQ(WAppSkinSettingData::GetInstance(), nullptr); // destroyed, not re-created
+    // Twice after one initialise: the counter goes negative and nothing more happens.
+    UTLUninitialize();
+    UTLInitialize();
+    UTLUninitialize();
+    EXPECT_EQ(g_teardowns, 1);
+}
+
+TEST(Startup, ApplicationInfoFormatsTheVersionTextsOnce) {
+    ASSERT_EQ(InitModule(), 1);
+    struct Init : IAppStartupInit {
+        mutable int calls = 0;
+        void GetVersionNumbers(DWORD n[4]) const override {
+            ++calls;
+            n[0] = 21, n[1] = 2, n[2] = 345, n[3] = 6;
+        }
+    } init;
+    struct Startup : IAppStartup {
+        const IAppStartupInit* init;
+        const IAppStartupInit& GetSettings() const override { return *init; }
+    } startup;
+    startup.init = &init;
+    EXPECT_THROW(ApplicationInfo::AppStartup(), std::logic_error);
+    TLVUTLSetAppInfo(startup, init);
+    CString longText, shortText;
+    longText.Format(UTLLoadStringEx(23931), 21u, 2u, 345u, 6u);
+    shortText.Format(UTLLoadStringEx(23932), 21u);
+    EXPECT_EQ(ApplicationInfo::Resources().GetVersionText(false), longText);
+    EXPECT_EQ(ApplicationInfo::Resources().GetVersionText(true), shortText);
+    EXPECT_EQ(init.calls, 1);
+    EXPECT_FALSE(ApplicationInfo::AppShutdown().IsShuttingDown());
+    ApplicationInfo::AppShutdown().SetShuttingDown(true);
+    EXPECT_TRUE(ApplicationInfo::AppShutdown().IsShuttingDown());
+}
+
+} // namespace

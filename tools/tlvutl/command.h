@@ -1,0 +1,33 @@
+// The tlvutl command-line tool: one entry per subcommand.
+#ifndef TLVUTL_TOOL_COMMAND_H
+#define TLVUTL_TOOL_COMMAND_H
+
+#include <string>
+#include <vector>
+
+namespace tlvtool {
+
+using Args = std::vector<std::string>;
+
+struct Command {
+    const char* name;
+    const char* summary;
+    const char* usage; // shown by --help; the lines after the command's name
+    int (*run)(const Args& args);
+};
+
+// Exit codes: 0 success, 1 the operation failed, 2 bad usage.
+constexpr int kOk = 0;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+int UsageError(const Command& c, const std::string& message);
+const std::vector<Command>& Commands();
+
+int RunTour(const Args& args);
+int RunStrings(const Args& args);
+int RunGuidmap(const Args& args);
+
+} // namespace tlvtool
+
+#endif
