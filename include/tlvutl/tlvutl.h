@@ -9,8 +9,10 @@
 #include <tlvutl/export.h>
 #include <tlvutl/frame.h>
 #include <tlvutl/hooks.h>
+#include <tlvutl/locale.h>
 #include <tlvutl/messages.h>
 #include <tlvutl/optional.h>
+#include <tlvutl/regional_format.h>
 #include <tlvutl/runtime_class.h>
 #include <tlvutl/singleton.h>
 #include <tlvutl/string_table.h>

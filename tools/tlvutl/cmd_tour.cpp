@@ -81,6 +81,26 @@ void TourText() {
     std::cout << "Trim + MakeUpper:   \"" << U8(t) << "\"\n";
 }
 
+void TourNumbers() {
+    Heading("Regional numbers");
+    const TlvUtl::LocaleSettings here = TlvUtl::CurrentLocaleSettings();
+    std::cout << "your locale:        " << U8(here.name) << " (decimal \""
+              << U8(here.decimalSeparator) << "\", thousands \"" << U8(here.thousandSeparator)
+              << "\", grouping " << U8(here.grouping) << ", " << (here.measure ? "U.S." : "metric")
+              << ", geo id " << here.geoId << ")\n";
+    TlvUtl::LocaleOverride german;
+    german.decimalSeparator = L",", german.thousandSeparator = L".", german.grouping = L"3;0";
+    TlvUtl::ScopedLocaleOverride scope(german);
+    WRegionalSupportFormat format;
+    for (const wchar_t* typed : {L"1234567,891 mm", L"-0,5", L"12.345,00 pt"}) {
+        CString out;
+        format.GetValueInLocaleFormat(typed, out);
+        std::cout << "de_DE \"" << U8(std::wstring(typed)) << "\""
+                  << std::string(18 - std::wstring(typed).size(), ' ') << "-> \"" << U8(out)
+                  << "\"\n";
+    }
+}
+
 } // namespace
 
 int RunTour(const Args& args) {
@@ -90,6 +110,7 @@ int RunTour(const Args& args) {
     TourFrame();
     TourHooks();
     TourText();
+    TourNumbers();
     return kOk;
 }
 
