@@ -12,6 +12,7 @@
 #include <tlvutl/locale.h>
 #include <tlvutl/messages.h>
 #include <tlvutl/optional.h>
+#include <tlvutl/profile.h>
 #include <tlvutl/regional_format.h>
 #include <tlvutl/runtime_class.h>
 #include <tlvutl/singleton.h>

@@ -1,0 +1,198 @@
+// Profile semantics case by case. The expected results were checked against an independent
+// implementation of the same Win32 calls.
+#include <tlvutl/encoding.h>
+#include <tlvutl/profile.h>
+
+#include "temp_dir.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace TlvUtl::Win32;
+using namespace std::string_literals;
+
+const char* const kSample = "; top comment\r\n"
+                            "[Sec]\r\n"
+                            "  Key1  =  value one  \r\n"
+                            "quoted=\"  q  \"\r\n"
+                            "sq='s'\r\n"
+                            "half=\"abc\r\n"
+                            "int1= -5\r\n"
+                            "int2=0x1F\r\n"
+                            "int3=12abc\r\n"
+                            "int4=+7\r\n"
+                            "int5= 3000000000\r\n"
+                            "int6=\r\n"
+                            "justkey\r\n"
+                            ";comment=5\r\n"
+                            "[sec]\r\n"
+                            "Key1=second\r\n"
+                            "[Other]\r\n"
+                            "a=1\r\n"
+                            "b=2\r\n";
+
+class ProfileTest : public ::testing::Test {
+protected:
+    TempDir dir;
+    std::wstring file = (dir / "t.ini").wstring();
+    void SetUp() override { TempDir::Write(dir / "t.ini", kSample); }
+
+    std::wstring Get(const wchar_t* app, const wchar_t* key, const wchar_t* def = L"def",
+                     DWORD size = 256, DWORD* result = nullptr) {
+        std::wstring buf(size + 4, L'#');
+        const DWORD r = GetPrivateProfileStringW(app, key, def, buf.data(), size, file.c_str());
+        if (result)
+            *result = r;
+        return buf.substr(0, std::min<std::size_t>(size, r + 2)); // the text and its NULs
+    }
+};
+
+TEST_F(ProfileTest, ValuesAreTrimmedAndUnquotedAndNamesIgnoreCase) {
+    EXPECT_EQ(Get(L"SEC", L"key1").c_str(), std::wstring(L"value one"));
+    EXPECT_EQ(Get(L"Sec", L"quoted").c_str(), std::wstring(L"  q  "));
+    EXPECT_EQ(Get(L"Sec", L"sq").c_str(), std::wstring(L"s"));
+    EXPECT_EQ(Get(L"Sec", L"half").c_str(), std::wstring(L"\"abc"));
+    EXPECT_EQ(Get(L" sec ", L" KEY1 ").c_str(),
+              std::wstring(L"value one")); // the first [sec] answers
+    EXPECT_EQ(Get(L"Sec", L"int6").c_str(), std::wstring(L""));
+}
+
+TEST_F(ProfileTest, DefaultsLoseTrailingBlanksAndCommentsAreNoKeys) {
+    DWORD r = 0;
+    EXPECT_EQ(Get(L"Sec", L"missing", L"def  ", 256, &r).c_str(), std::wstring(L"def"));
+    EXPECT_EQ(r, 3u);
+    EXPECT_EQ(Get(L"Sec", L"missing", nullptr, 256, &r).c_str(), std::wstring(L""));
+    EXPECT_EQ(r, 0u);
+    EXPECT_EQ(Get(L"Sec", L"justkey").c_str(), std::wstring(L"def"));
+    EXPECT_EQ(Get(L"Sec", L";comment").c_str(), std::wstring(L"def"));
+    EXPECT_EQ(Get(L"Nope", L"x").c_str(), std::wstring(L"def"));
+    EXPECT_EQ(GetPrivateProfileStringW(L"Sec", L"key1", L"d", nullptr, 5, file.c_str()), 0u);
+}
+
+TEST_F(ProfileTest, ValueTruncation) {
+    DWORD r = 0;
+    EXPECT_EQ(Get(L"Sec", L"key1", L"def", 4, &r), std::wstring(L"val\0", 4));
+    EXPECT_EQ(r, 3u);
+    EXPECT_EQ(Get(L"Sec", L"key1", L"def", 1, &r), std::wstring(L"\0", 1));
+    EXPECT_EQ(r, 0u);
+    EXPECT_EQ(Get(L"Sec", L"missing", L"default", 4, &r), std::wstring(L"def\0", 4));
+}
+
+TEST_F(ProfileTest, ListsAndTheirTruncation) {
+    DWORD r = 0;
+    EXPECT_EQ(Get(L"Other", nullptr, L"def", 256, &r).substr(0, 5), std::wstring(L"a\0b\0\0", 5));
+    EXPECT_EQ(r, 4u);
+    EXPECT_EQ(Get(L"Other", nullptr, L"def", 5, &r), std::wstring(L"a\0b\0\0", 5));
+    EXPECT_EQ(r, 3u);
+    EXPECT_EQ(Get(L"Other", nullptr, L"def", 4, &r), std::wstring(L"a\0\0\0", 4));
+    EXPECT_EQ(r, 2u);
+    EXPECT_EQ(Get(nullptr, nullptr, L"def", 256, &r).substr(0, 15),
+              std::wstring(L"Sec\0sec\0Other\0\0", 15));
+    EXPECT_EQ(r, 14u);
+    EXPECT_EQ(Get(nullptr, nullptr, L"def", 7, &r), std::wstring(L"Sec\0s\0\0", 7));
+    EXPECT_EQ(r, 5u);
+    EXPECT_EQ(Get(L"Nope", nullptr, L"def", 256, &r), std::wstring(L"def\0\0", 5));
+    EXPECT_EQ(r, 3u);
+
+    wchar_t names[7];
+    EXPECT_EQ(GetPrivateProfileSectionNamesW(names, 7, file.c_str()), 5u);
+    EXPECT_EQ(std::wstring(names, 7), std::wstring(L"Sec\0s\0\0", 7));
+
+    wchar_t section[256];
+    r = GetPrivateProfileSectionW(L"Sec", section, 256, file.c_str());
+    const std::wstring expected =
+        L"Key1=value one\0quoted=\"  q  \"\0sq='s'\0half=\"abc\0int1=-5\0int2=0x1F\0"
+        L"int3=12abc\0int4=+7\0int5=3000000000\0int6=\0justkey\0"s;
+    EXPECT_EQ(std::wstring(section, r), expected);
+    EXPECT_EQ(GetPrivateProfileSectionW(L"Other", section, 5, file.c_str()), 3u);
+    EXPECT_EQ(std::wstring(section, 5), std::wstring(L"a=1\0\0", 5));
+}
+
+TEST_F(ProfileTest, IntegerReader) {
+    const std::pair<const wchar_t*, UINT> cases[] = {
+        {L"int1", 0u - 5u},     {L"int2", 31u}, {L"int3", 12u}, {L"int4", 7u},
+        {L"int5", 3000000000u}, {L"int6", 42u}, {L"key1", 0u},  {L"nokey", 42u}};
+    for (const auto& [key, value] : cases)
+        EXPECT_EQ(GetPrivateProfileIntW(L"Sec", key, 42, file.c_str()), value) << key;
+    EXPECT_EQ(GetPrivateProfileIntW(L"Sec", L"nokey", -3, file.c_str()), 0u - 3u);
+}
+
+TEST_F(ProfileTest, WritesKeepEverythingElse) {
+    ASSERT_TRUE(WritePrivateProfileStringW(L"OTHER", L"B", L"  spaced  ", file.c_str()));
+    ASSERT_TRUE(WritePrivateProfileStringW(L"Other", L"c", L"new", file.c_str()));
+    ASSERT_TRUE(WritePrivateProfileStringW(L"Other", L"a", nullptr, file.c_str()));
+    ASSERT_TRUE(WritePrivateProfileStringW(L"NewSec", L"x", L"1", file.c_str()));
+    ASSERT_TRUE(WritePrivateProfileStringW(L"sec", nullptr, nullptr, file.c_str()));
+    EXPECT_EQ(TempDir::Read(dir / "t.ini"), "; top comment\r\n"
+                                            "[sec]\r\n"
+                                            "Key1=second\r\n"
+                                            "[Other]\r\n"
+                                            "b=spaced\r\n"
+                                            "c=new\r\n"
+                                            "[NewSec]\r\n"
+                                            "x=1\r\n");
+    EXPECT_EQ(Get(L"Other", L"b").c_str(), std::wstring(L"spaced"));
+    EXPECT_TRUE(WritePrivateProfileStringW(nullptr, nullptr, nullptr, file.c_str()));
+    EXPECT_FALSE(WritePrivateProfileStringW(nullptr, L"k", L"v", file.c_str()));
+}
+
+TEST(Profile, NewKeyGoesAfterTheSectionsLastLineAndUnixEndingsStay) {
+    TempDir dir;
+    const std::wstring file = (dir / "u.ini").wstring();
+    TempDir::Write(dir / "u.ini", "[A]\nx=1\n\n[B]\ny=2\n# unknown line\n\xff\xfe raw bytes\n");
+    ASSERT_TRUE(WritePrivateProfileStringW(L"A", L"z", L"3", file.c_str()));
+    EXPECT_EQ(TempDir::Read(dir / "u.ini"),
+              "[A]\nx=1\nz=3\n\n[B]\ny=2\n# unknown line\n\xff\xfe raw bytes\n");
+}
+
+TEST(Profile, Utf16FilesStayUtf16ByteForByte) {
+    TempDir dir;
+    const std::wstring file = (dir / "w.ini").wstring();
+    TempDir::Write(dir / "w.ini",
+                   "\xFF\xFE" + TlvUtils::ToUtf16LE(L"; keep\r\n[Units]\r\nname=\u00b5m\r\n"));
+    ASSERT_TRUE(WritePrivateProfileStringW(L"Units", L"sym", L"\u2033", file.c_str()));
+    EXPECT_EQ(TempDir::Read(dir / "w.ini"),
+              "\xFF\xFE" +
+                  TlvUtils::ToUtf16LE(L"; keep\r\n[Units]\r\nname=\u00b5m\r\nsym=\u2033\r\n"));
+    wchar_t out[16];
+    EXPECT_EQ(GetPrivateProfileStringW(L"units", L"NAME", L"", out, 16, file.c_str()), 2u);
+    EXPECT_STREQ(out, L"\u00b5m");
+}
+
+TEST(Profile, ANewFileIsCreatedAndReadsSeeChangesFromOutside) {
+    TempDir dir;
+    const std::wstring file = (dir / "n.ini").wstring();
+    ASSERT_TRUE(WritePrivateProfileStringW(L"S", L"k", L"v", file.c_str()));
+    EXPECT_EQ(TempDir::Read(dir / "n.ini"), "[S]\r\nk=v\r\n");
+    wchar_t out[16];
+    EXPECT_EQ(GetPrivateProfileStringW(L"S", L"k", L"", out, 16, file.c_str()), 1u);
+    TempDir::Write(dir / "n.ini", "[S]\r\nk=changed\r\n"); // another program edits the file
+    ASSERT_TRUE(WritePrivateProfileStringW(nullptr, nullptr, nullptr, file.c_str()));
+    EXPECT_EQ(GetPrivateProfileStringW(L"S", L"k", L"", out, 16, file.c_str()), 7u);
+    EXPECT_STREQ(out, L"changed");
+    EXPECT_FALSE(WritePrivateProfileStringW(L"S", L"k", L"v",
+                                            (dir / "missing" / "x.ini").wstring().c_str()));
+}
+
+TEST(Profile, AnotherProgramsChangeIsSeenWithinAMillisecond) {
+    TempDir dir;
+    const std::wstring file = (dir / "m.ini").wstring();
+    TempDir::Write(dir / "m.ini", "[S]\nk=1\n");
+    EXPECT_EQ(GetPrivateProfileIntW(L"S", L"k", 0, file.c_str()), 1u);
+    TempDir::Write(dir / "m.ini", "[S]\nk=22\n");
+    usleep(5000);
+    EXPECT_EQ(GetPrivateProfileIntW(L"S", L"k", 0, file.c_str()), 22u);
+}
+
+TEST(Profile, WriteSectionReplacesKeysAndKeepsComments) {
+    TempDir dir;
+    const std::wstring file = (dir / "s.ini").wstring();
+    TempDir::Write(dir / "s.ini", "[S]\r\n; note\r\na=1\r\nb=2\r\n\r\n[T]\r\nc=3\r\n");
+    ASSERT_TRUE(WritePrivateProfileSectionW(L"s", L"x=9\0y=8\0", file.c_str()));
+    EXPECT_EQ(TempDir::Read(dir / "s.ini"), "[S]\r\n; note\r\nx=9\r\ny=8\r\n\r\n[T]\r\nc=3\r\n");
+    ASSERT_TRUE(WritePrivateProfileSectionW(L"T", nullptr, file.c_str()));
+    EXPECT_EQ(TempDir::Read(dir / "s.ini"), "[S]\r\n; note\r\nx=9\r\ny=8\r\n\r\n");
+}
+
+} // namespace
