@@ -7,6 +7,7 @@
 #include <tlvutl/delegate.h>
 #include <tlvutl/encoding.h>
 #include <tlvutl/export.h>
+#include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
 #include <tlvutl/hooks.h>
 #include <tlvutl/locale.h>

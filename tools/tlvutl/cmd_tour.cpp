@@ -101,6 +101,12 @@ void TourNumbers() {
     }
 }
 
+void TourFolders() {
+    Heading("Folders");
+    PrintFolders(std::cout, false);
+    std::cout << "... and more: tlvutl folders\n";
+}
+
 } // namespace
 
 int RunTour(const Args& args) {
@@ -111,6 +117,7 @@ int RunTour(const Args& args) {
     TourHooks();
     TourText();
     TourNumbers();
+    TourFolders();
     return kOk;
 }
 

@@ -2,6 +2,7 @@
 #ifndef TLVUTL_TOOL_COMMAND_H
 #define TLVUTL_TOOL_COMMAND_H
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ int RunTour(const Args& args);
 int RunStrings(const Args& args);
 int RunGuidmap(const Args& args);
 int RunIni(const Args& args);
+int RunFolders(const Args& args);
+// The folder getters and their paths (the first few unless all).
+void PrintFolders(std::ostream& out, bool all);
 
 } // namespace tlvtool
 
