@@ -6,6 +6,7 @@
 #include <tlvutl/cstring.h>
 #include <tlvutl/delegate.h>
 #include <tlvutl/encoding.h>
+#include <tlvutl/eq_parser.h>
 #include <tlvutl/export.h>
 #include <tlvutl/folders.h>
 #include <tlvutl/frame.h>

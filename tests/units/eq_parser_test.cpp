@@ -1,0 +1,141 @@
+#include <tlvutl/eq_parser.h>
+#include <tlvutl/locale.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+namespace {
+
+struct Result {
+    int ok;
+    double value;
+};
+
+Result Eval(const std::wstring& text, unsigned flags = WEQ_ALL, DRG mode = DRG_RAD) {
+    WEqParser p(CString(text), flags, mode);
+    Result r{0, -1.0};
+    r.ok = p.GetValue(r.value);
+    return r;
+}
+
+double Ok(const std::wstring& text, DRG mode = DRG_RAD) {
+    const Result r = Eval(text, WEQ_ALL, mode);
+    EXPECT_EQ(r.ok, 1) << std::string(text.begin(), text.end());
+    return r.value;
+}
+
+void Fails(const std::wstring& text, unsigned flags = WEQ_ALL) {
+    const Result r = Eval(text, flags);
+    EXPECT_EQ(r.ok, 0) << std::string(text.begin(), text.end());
+    EXPECT_EQ(r.value, 0.0);
+}
+
+TEST(EqParser, PrioritiesAndAssociativity) {
+    EXPECT_EQ(Ok(L"8-3-2"), 3.0);
+    EXPECT_EQ(Ok(L"2^3^2"), 512.0);
+    EXPECT_EQ(Ok(L"-2^2"), 4.0);
+    EXPECT_EQ(Ok(L"2*3+4"), 10.0);
+    EXPECT_EQ(Ok(L"2+3*4"), 14.0);
+    EXPECT_EQ(Ok(L"16/4/2"), 2.0);
+    EXPECT_EQ(Ok(L"2*-3"), -6.0);
+    EXPECT_EQ(Ok(L"--2"), 2.0);
+    EXPECT_EQ(Ok(L"+-+2"), -2.0);
+    EXPECT_EQ(Ok(L"2^-1"), 0.5);
+    EXPECT_EQ(Ok(L" 1 +  2 "), 3.0);
+    EXPECT_EQ(Ok(L"12.5"), 12.5);
+    EXPECT_EQ(Ok(L".5"), 0.5);
+    EXPECT_EQ(Ok(L"5."), 5.0);
+}
+
+TEST(EqParser, EmptyTextIsZero) {
+    EXPECT_EQ(Eval(L"").ok, 1);
+    EXPECT_EQ(Eval(L"   ").value, 0.0);
+    EXPECT_EQ(Eval(L"   ").ok, 1);
+}
+
+TEST(EqParser, BracketsOfThreeKinds) {
+    EXPECT_EQ(Ok(L"2*(3+4)^2"), 98.0);
+    EXPECT_EQ(Ok(L"[1+{2*(3-1)}]*2"), 10.0);
+    EXPECT_EQ(Ok(L"((((1+2)*3)+4)*5)"), 65.0);
+    EXPECT_EQ(Ok(L"-(2+3)"), -5.0);
+    EXPECT_EQ(Ok(L"(2)-1"), 1.0);
+    Fails(L"(1+2]");
+    Fails(L"(1+2");
+    Fails(L"1+2)");
+    Fails(L"()");
+    Fails(L"2*()");
+    Fails(L"[(1)]]");
+}
+
+TEST(EqParser, SyntaxErrors) {
+    Fails(L"1 2");
+    Fails(L"1.2.3");
+    Fails(L"1+");
+    Fails(L"*2");
+    Fails(L"2**3");
+    Fails(L"abc");
+    Fails(L"2 x");
+    Fails(L"1e5");
+    Fails(L"1/0");
+    Fails(L"sqrt(-1)");
+    Fails(L"10^400");
+    Fails(L"2+3", 0); // without the operator set only numbers and signs are known
+    EXPECT_EQ(Eval(L"-2", 0).value, -2.0);
+}
+
+TEST(EqParser, Functions) {
+    EXPECT_NEAR(Ok(L"sqrt(2)*log(100)/ln(10)"), std::sqrt(2.0) * 2 / std::log(10.0), 1e-12);
+    EXPECT_EQ(Ok(L"log 1000"), 3.0);
+    EXPECT_EQ(Ok(L"sqrt 16 + 1"), 5.0);
+    EXPECT_NEAR(Ok(L"sinh(1)"), std::sinh(1.0), 1e-12);
+    EXPECT_NEAR(Ok(L"sec(0)"), 1.0, 1e-12);
+    EXPECT_NEAR(Ok(L"acot(1)"), std::atan(1.0), 1e-12);
+    Fails(L"sin");
+    Fails(L"sin()");
+}
+
+TEST(EqParser, DegreeMode) {
+    EXPECT_NEAR(Ok(L"sin(30)", DRG_DEG), 0.5, 1e-12);
+    EXPECT_NEAR(Ok(L"asin(0.5)", DRG_DEG), 30.0, 1e-12);
+    EXPECT_NEAR(Ok(L"sin(30)+cos(60)", DRG_DEG), 1.0, 1e-12);
+    EXPECT_NEAR(Ok(L"acsc(2)", DRG_DEG), 30.0, 1e-12);
+    EXPECT_NEAR(Ok(L"sin(30)"), std::sin(30.0), 1e-12);
+    EXPECT_NEAR(Ok(L"sin(30)", DRG_GRAD), std::sin(30.0), 1e-12);
+    // The hyperbolic functions take no angle.
+    EXPECT_NEAR(Ok(L"sinh(1)", DRG_DEG), std::sinh(1.0), 1e-12);
+}
+
+TEST(EqParser, DecimalSeparatorFromTheLocale) {
+    TlvUtl::LocaleOverride o;
+    o.decimalSeparator = L",";
+    TlvUtl::ScopedLocaleOverride locale(o);
+    EXPECT_EQ(Ok(L"2,5*2"), 5.0);
+    Fails(L"2.5");
+}
+
+TEST(EqParser, Fractions) {
+    EXPECT_EQ(Ok(L"3 1/2"), 3.5);
+    EXPECT_EQ(Ok(L"-3 1/2"), -3.5);
+    EXPECT_EQ(Ok(L"1/4*2"), 0.5);
+    EXPECT_EQ(Ok(L"2*3 1/2"), 7.0);
+    const Result plain = Eval(L"3 1/2", WEQ_OPERATORS);
+    EXPECT_EQ(plain.ok, 0); // without fractions it is two numbers in a row
+}
+
+TEST(EqParser, HostileInputNeverCrashes) {
+    EXPECT_EQ(Ok(std::wstring(100000, L'(') + L"1" + std::wstring(100000, L')')), 1.0);
+    Fails(std::wstring(100000, L'('));
+    Fails(std::wstring(1000000, L'9'));
+    EXPECT_EQ(Ok(std::wstring(300, L'0') + L"1"), 1.0);
+    Fails(std::wstring(L"1\0+2", 4));
+    std::wstring all;
+    for (wchar_t c = 1; c < 0x3000; ++c)
+        all += c;
+    Fails(all);
+    Fails(std::wstring(100000, L'-'));
+    EXPECT_EQ(Ok(std::wstring(100001, L'-') + L"1"), -1.0);
+}
+
+} // namespace
