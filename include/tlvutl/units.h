@@ -358,6 +358,10 @@ private:
     std::vector<UnitMap> m_displayIndex;
     std::vector<WUnitCollection*> m_displays;
     static double m_dScreenResolution;
+    // Displays by identifier for the small identifiers, so that a conversion does not scan
+    // the index; rebuilt whenever a display comes or goes.
+    void RebuildDisplayTable();
+    std::vector<WUnitCollection*> m_displayById;
 };
 
 /* Value-to-text policies. Both round to the decimals, write the locale's decimal separator

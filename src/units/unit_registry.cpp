@@ -138,9 +138,18 @@ WUntiDef& WUnit::Definition(int id) {
     return *m_definitions[static_cast<std::size_t>(at)];
 }
 
+void WUnit::RebuildDisplayTable() {
+    m_displayById.assign(64, nullptr);
+    for (const UnitMap& m : m_displayIndex)
+        if (m.id >= 0 && m.id < 64)
+            m_displayById[static_cast<std::size_t>(m.id)] =
+                m_displays[static_cast<std::size_t>(m.position)];
+}
+
 WUnitCollection& WUnit::GetDisplay(int unit) {
-    // The built-in displays are found in the first entries; a direct scan is faster than
-    // any map for these few.
+    if (static_cast<unsigned>(unit) < m_displayById.size())
+        if (WUnitCollection* d = m_displayById[static_cast<std::size_t>(unit)])
+            return *d;
     const __int64 at = FindUnit(unit, m_displayIndex);
     if (at < 0)
         Unknown("display", unit);
@@ -148,6 +157,8 @@ WUnitCollection& WUnit::GetDisplay(int unit) {
 }
 
 WUnitCollection* WUnit::FindDisplay(int unit) {
+    if (static_cast<unsigned>(unit) < m_displayById.size())
+        return m_displayById[static_cast<std::size_t>(unit)];
     const __int64 at = FindUnit(unit, m_displayIndex);
     return at < 0 ? nullptr : m_displays[static_cast<std::size_t>(at)];
 }
@@ -247,6 +258,7 @@ int WUnit::AddUnitDisplay(int id) {
     display->SetId(static_cast<UINT>(id));
     m_displays.push_back(display);
     m_displayIndex.push_back({id, static_cast<__int64>(m_displays.size() - 1)});
+    RebuildDisplayTable();
     for (int i = 0; i < row->count; ++i) {
         AddUnitDefinition(row->definitions[i]);
         display->AddDefinition(&Definition(row->definitions[i]));
@@ -278,6 +290,7 @@ int WUnit::AddUnitDisplay(const CRuntimeClass* cls, const int* definitions, int 
     display->SetLoaded();
     m_displays.push_back(display);
     m_displayIndex.push_back({id, static_cast<__int64>(m_displays.size() - 1)});
+    RebuildDisplayTable();
     return id;
 }
 
@@ -292,6 +305,7 @@ int WUnit::DeleteUnitDisplay(int id) {
         for (UnitMap& m : m_displayIndex)
             if (m.position > at)
                 --m.position;
+        RebuildDisplayTable();
         return 1;
     }
     return 0;
