@@ -109,6 +109,32 @@ void TourFolders() {
 
 } // namespace
 
+void TourUnits() {
+    Heading("Units");
+    WUnit& units = WUnit::GetDefaultWUnit();
+    const struct {
+        double value;
+        int from, to;
+    } conversions[] = {{1.0, 1, 2}, {12.0, 4, 2}, {1.0, 24, 4}, {90.0, 11, 32}};
+    for (const auto& c : conversions) {
+        const double out = units.ConvertFromUnitToUnit(c.from, c.to, c.value, -1.0);
+        std::cout << U8(units.DisplayUnitValueAsString(c.from, c.value, 3, 0)) << " = "
+                  << U8(units.DisplayUnitValueAsString(c.to, out, 3, 0)) << "\n";
+    }
+    std::cout << "1 inch in base units: " << units.ConvertFromUnitTo10thMicron(1, 1.0, -1.0)
+              << " (tenths of a micron)\n"
+              << "feet and inches:      " << U8(units.DisplayUnitValueAsString(31, 2.53125, 4, 0))
+              << "\n"
+              << "degrees and minutes:  " << U8(units.DisplayUnitValueAsString(28, 10.5125, 4, 0))
+              << "\n"
+              << "picas and points:     " << U8(UNITConvToUnitString(3.5 * 254000.0 / 6, 3, 0))
+              << "\n";
+    std::cout << "drawing scales:      ";
+    for (const auto& p : TlvUtl::WorldScale::GetPresetList())
+        std::cout << " " << U8(p.Label()) << ";";
+    std::cout << "\n";
+}
+
 int RunTour(const Args& args) {
     if (!args.empty())
         return UsageError(Commands()[0], "takes no arguments");
@@ -118,6 +144,7 @@ int RunTour(const Args& args) {
     TourText();
     TourNumbers();
     TourFolders();
+    TourUnits();
     return kOk;
 }
 

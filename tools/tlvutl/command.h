@@ -31,6 +31,7 @@ int RunGuidmap(const Args& args);
 int RunIni(const Args& args);
 int RunFolders(const Args& args);
 int RunEval(const Args& args);
+int RunUnits(const Args& args);
 // The folder getters and their paths (the first few unless all).
 void PrintFolders(std::ostream& out, bool all);
 

@@ -21,6 +21,8 @@ const std::vector<Command>& Commands() {
          "get FILE SECTION KEY | set FILE SECTION KEY VALUE | delete FILE SECTION [KEY] |\n"
          "  sections FILE | keys FILE SECTION",
          RunIni},
+        {"units", "list, convert and format measurement units",
+         "list | convert VALUE FROM TO | format VALUE UNIT [FORM]", RunUnits},
     };
     return commands;
 }

@@ -1,0 +1,14 @@
+#include <tlvutl/frame.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class UnitEnvironment : public ::testing::Environment {
+public:
+    void SetUp() override { ASSERT_EQ(InitModule(), 1) << "resource module missing"; }
+};
+
+::testing::Environment* const g_env = ::testing::AddGlobalTestEnvironment(new UnitEnvironment);
+
+} // namespace
