@@ -249,8 +249,13 @@ protected:
     std::vector<const WToken*> operators_;
     std::vector<double> values_;
 
-private:
+    // Adds a token of the parser's own (a subclass's), owned by the parser.
     void AddOwned(WToken* token);
+    // The end marker and the number token every parser shares.
+    static const WToken* EndMarkerToken();
+    static const WToken* ValueTokenShared();
+
+private:
     std::vector<WToken*> owned_;
 };
 

@@ -20,6 +20,7 @@
 #include <tlvutl/singleton.h>
 #include <tlvutl/string_table.h>
 #include <tlvutl/thread_lock.h>
+#include <tlvutl/unit_parser.h>
 #include <tlvutl/units.h>
 #include <tlvutl/wintypes.h>
 

@@ -121,7 +121,6 @@ TLVUTL_C_END
 #include <type_traits>
 #include <vector>
 
-
 /* One physical unit: factor in metres (angles: radians) per unit, decimals, three spin
  * increments and three name forms (1 singular, 2 plural, 3 abbreviation). Definitions from
  * the built-in table are filled from it on first use. */
@@ -319,9 +318,9 @@ public:
     int GetNumberOfUnitInCollection(int unit);
     CString DisplayUnitValueAsString(int unit, double value, unsigned form, int flag);
 
-    /* Parses text typed into a field of the unit with the equation parser; value receives
-     * the number in the unit. Until the parser is part of the library: 0 and value is left
-     * unchanged. */
+    /* Parses text typed into a field of the unit with the unit-aware expression parser
+     * (see unit_parser.h); value receives the number in the unit. Returns 1, or 0 with value
+     * unchanged. flags selects the parser's token sets (0: all). */
     int StringToValue(int unit, const CString& text, double& value, unsigned flags, DRG mode);
 
     static double GetResolution();

@@ -90,6 +90,9 @@ WEqParser::~WEqParser() {
         delete t;
 }
 
+const WToken* WEqParser::EndMarkerToken() { return EndMarker(); }
+const WToken* WEqParser::ValueTokenShared() { return ValueToken(); }
+
 void WEqParser::AddOwned(WToken* token) {
     owned_.push_back(token);
     tokens_.push_back(token);

@@ -139,7 +139,13 @@ double UNITGetUnitControlValue(TlvUtl::UnitDialog* dialog, int control, int unit
     if (!dialog)
         return 0.0;
     double v = 0.0;
-    if (!ParseField(unit, dialog->GetFieldText(control), v))
+    const CString text = dialog->GetFieldText(control);
+    // An expression with units ("2*3in") first; plain locale number text (with thousands
+    // separators, or in a custom unit the registry does not hold) second.
+    WUnit& registry = WUnit::GetDefaultWUnit();
+    const bool parsed =
+        registry.FindDisplay(unit) && registry.StringToValue(unit, text, v, 0, DRG_DEG);
+    if (!parsed && !ParseField(unit, text, v))
         return 0.0;
     return UNITConvertUnitToBase(unit, v, 0.0);
 }

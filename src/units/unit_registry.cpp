@@ -1,6 +1,7 @@
 // The unit registry: definitions and displays by identifier, and the conversions through
 // the base unit.
 #include <tlvutl/frame.h>
+#include <tlvutl/unit_parser.h>
 #include <tlvutl/units.h>
 
 #include "units_internal.h"
@@ -373,11 +374,31 @@ CString WUnit::DisplayUnitValueAsString(int unit, double value, unsigned form, i
     return GetDisplay(unit).FormatValue(value, form, flag);
 }
 
-int WUnit::StringToValue(int unit, const CString&, double&, unsigned, DRG) {
-    // The unit-aware equation parser plugs in here; until then nothing is parsed. The unit
-    // is still checked so that callers see the same exception as they will later.
-    GetDisplay(unit);
-    return 0;
+int WUnit::StringToValue(int unit, const CString& text, double& value, unsigned flags, DRG mode) {
+    WUnitCollection& field = GetDisplay(unit);
+    // The field's scale: base units (tenths of a micron) in one field unit.
+    const double scale = ConvertFromUnitTo10thMicron(unit, 1.0, -1.0);
+    std::vector<WUnitParser::UnitRatio> units;
+    for (int id : GetDefinitionIds()) {
+        WUntiDef* d = FindDefinition(id);
+        if (d)
+            units.push_back({d, d->ToMetres(1.0, 1e-7) / (scale / 10000000.0)});
+    }
+    WUntiDef* first = field.GetCount() > 0 ? field.GetDefinition(0) : nullptr;
+    const WUnitParser::Kind kind =
+        first ? WUnitParser::KindOfDefinition(first->GetId()) : WUnitParser::Kind::Length;
+    // Two-part fields (picas and points, ciceros and didots) read "a<list separator>b".
+    double secondRatio = 0.0;
+    if (field.GetCount() == 2 && (unit == 3 || unit == 12)) {
+        WUntiDef* second = field.GetDefinition(1);
+        secondRatio = second->ToMetres(1.0, 1e-7) / first->ToMetres(1.0, 1e-7);
+    }
+    WUnitParser parser(text, units, kind, secondRatio, flags ? flags : WEQ_ALL, mode);
+    double result = 0.0;
+    const int ok = parser.GetValue(result);
+    if (ok)
+        value = result;
+    return ok;
 }
 
 double WUnit::GetResolution() {

@@ -1,3 +1,5 @@
+// Brings the library up once: unit names and parser tokens are strings of the resource
+// module.
 #include <tlvutl/frame.h>
 
 #include <gtest/gtest.h>

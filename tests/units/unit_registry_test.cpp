@@ -104,7 +104,7 @@ TEST(UnitRegistry, UnknownIdentifiersThrow) {
     }
     double v = 7.0;
     EXPECT_THROW(u.StringToValue(40, L"1", v, 0, DRG_DEG), std::invalid_argument);
-    EXPECT_EQ(u.StringToValue(2, L"12.5", v, 0, DRG_DEG), 0);
+    EXPECT_EQ(u.StringToValue(2, L"12.5 furlongs", v, 0, DRG_DEG), 0);
     EXPECT_EQ(v, 7.0);
 }
 

@@ -30,23 +30,6 @@ bool ParseNumber(const std::string& text, double& value) {
     return !text.empty() && r.ec == std::errc() && r.ptr == end;
 }
 
-// A unit by number or by any of its names ("mm", "inches", "°").
-bool ParseUnit(const std::string& text, int& unit) {
-    WUnit& registry = WUnit::GetDefaultWUnit();
-    const char* end = text.data() + text.size();
-    const auto r = std::from_chars(text.data(), end, unit);
-    if (!text.empty() && r.ec == std::errc() && r.ptr == end)
-        return registry.FindDisplay(unit) != nullptr;
-    const CString name(TlvUtils::FromUtf8(text));
-    for (int id : registry.GetDisplayIds()) {
-        if (registry.GetDisplay(id).MatchesName(name)) {
-            unit = id;
-            return true;
-        }
-    }
-    return false;
-}
-
 std::string Number(double v) {
     char buffer[64];
     std::snprintf(buffer, sizeof buffer, "%.10g", v);
@@ -76,6 +59,23 @@ int List() {
 
 } // namespace
 
+// A unit by number or by any of its names ("mm", "inches", "°").
+bool ParseUnitArgument(const std::string& text, int& unit) {
+    WUnit& registry = WUnit::GetDefaultWUnit();
+    const char* end = text.data() + text.size();
+    const auto r = std::from_chars(text.data(), end, unit);
+    if (!text.empty() && r.ec == std::errc() && r.ptr == end)
+        return registry.FindDisplay(unit) != nullptr;
+    const CString name(TlvUtils::FromUtf8(text));
+    for (int id : registry.GetDisplayIds()) {
+        if (registry.GetDisplay(id).MatchesName(name)) {
+            unit = id;
+            return true;
+        }
+    }
+    return false;
+}
+
 int RunUnits(const Args& args) {
     const Command& self = Self();
     if (args.empty())
@@ -94,7 +94,7 @@ int RunUnits(const Args& args) {
         if (!ParseNumber(args[1], value))
             return UsageError(self, "'" + args[1] + "' is not a number");
         int from = 0, to = 0;
-        if (!ParseUnit(args[2], from)) {
+        if (!ParseUnitArgument(args[2], from)) {
             std::cerr << "tlvutl units: unknown unit '" << args[2]
                       << "' (see 'tlvutl units list')\n";
             return kUsage;
@@ -110,7 +110,7 @@ int RunUnits(const Args& args) {
             std::cout << U8(r.DisplayUnitValueAsString(from, value, form, 0)) << "\n";
             return kOk;
         }
-        if (!ParseUnit(args[3], to)) {
+        if (!ParseUnitArgument(args[3], to)) {
             std::cerr << "tlvutl units: unknown unit '" << args[3]
                       << "' (see 'tlvutl units list')\n";
             return kUsage;

@@ -32,6 +32,8 @@ int RunIni(const Args& args);
 int RunFolders(const Args& args);
 int RunEval(const Args& args);
 int RunUnits(const Args& args);
+// A unit display by number or by any of its names ("mm", "inches", "°").
+bool ParseUnitArgument(const std::string& text, int& unit);
 // The folder getters and their paths (the first few unless all).
 void PrintFolders(std::ostream& out, bool all);
 

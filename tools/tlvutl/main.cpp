@@ -14,8 +14,8 @@ const std::vector<Command>& Commands() {
         {"strings", "print localised strings by number", "ID...", RunStrings},
         {"guidmap", "build or query an engine/application GUID map file",
          "build PAIRS.csv OUT\n  guidmap lookup FILE GUID", RunGuidmap},
-        {"eval", "evaluate an expression as a numeric field does", "[--degrees] EXPRESSION",
-         RunEval},
+        {"eval", "evaluate an expression as a numeric field does",
+         "[--unit UNIT] [--degrees] EXPRESSION", RunEval},
         {"folders", "every folder getter and its path", "", RunFolders},
         {"ini", "read and change ini files",
          "get FILE SECTION KEY | set FILE SECTION KEY VALUE | delete FILE SECTION [KEY] |\n"
