@@ -11,6 +11,7 @@
 #include <tlvutl/hooks.h>
 #include <tlvutl/messages.h>
 #include <tlvutl/optional.h>
+#include <tlvutl/registry.h>
 #include <tlvutl/runtime_class.h>
 #include <tlvutl/singleton.h>
 #include <tlvutl/string_table.h>
