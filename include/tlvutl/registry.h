@@ -1,4 +1,5 @@
-// Registry access: the Win32 registry functions over the library's own persistent store.
+// Registry access: the Win32 registry functions over the library's own persistent store,
+// the WUTLRegistry path-addressed key object and GetRegSzValue.
 //
 // The store keeps one database per predefined root in the registry folder
 // ($TLV_REGISTRY_DIR, else $XDG_DATA_HOME/tlvutl/registry). Several processes may use it at
@@ -25,9 +26,15 @@
 // (it is never overwritten), ERROR_REGISTRY_IO_FAILED (1016) when the folder or file cannot
 // be used, ERROR_BUSY (170) when another process held the store locked for too long, and
 // ERROR_KEY_DELETED (1018) for a handle whose key another handle or process deleted.
+//
+// WUTLRegistry and its static helpers follow the Win32 rules of the original interface: no
+// member throws; statuses are returned, with 110 (ERROR_OPEN_FAILED) for an unknown root name
+// and -1 for a null path or a member called without an open key. One object is used by one
+// thread at a time; the Win32 functions and the static helpers may be called from any thread.
 #ifndef TLVUTL_REGISTRY_H
 #define TLVUTL_REGISTRY_H
 
+#include <tlvutl/cstring.h>
 #include <tlvutl/export.h>
 #include <tlvutl/wintypes.h>
 
@@ -196,5 +203,93 @@ TLVUTL_API std::wstring GetRegistryStoreFile(HKEY root);
 TLVUTL_API std::wstring DescribeRegistryStatus(LONG status);
 
 } // namespace TlvUtl
+
+// A registry key named by one textual path "ROOT\sub\key" whose root is one of the six
+// predefined names, written out in full and in upper case.
+class TLVUTL_API WUTLRegistry {
+public:
+    WUTLRegistry();
+    WUTLRegistry(const wchar_t* path, DWORD access = KEY_READ, int create = 0);
+    // Copies take the members as they are, handle included: the first of the two to close
+    // it wins and the other's calls then fail with ERROR_INVALID_HANDLE. Handle values are
+    // never reused, so a stale copy can never reach another key.
+    WUTLRegistry(const WUTLRegistry& other) = default;
+    WUTLRegistry& operator=(const WUTLRegistry& other) = default;
+    virtual ~WUTLRegistry();
+
+    // A null path returns the last result unchanged. When a key is already open the new one
+    // replaces it only if it opened.
+    LONG OpenKey(const wchar_t* path, int create = 0, DWORD access = KEY_READ);
+    LONG IsValid();
+    static LONG IsValid(const wchar_t* path);
+    static LONG CreateKey(const wchar_t* path, DWORD samDesired = KEY_READ | KEY_WRITE,
+                          DWORD options = 0);
+
+    // Value readers do not check the stored type: an integer takes the first four bytes, a
+    // text the stored bytes read as UTF-16LE (at most 260 characters), cut at the first NUL.
+    LONG GetValue(const wchar_t* name, int& value);
+    LONG GetValue(const wchar_t* name, CString& value);
+    // REG_DWORD; REG_SZ without the terminating NUL (readers rely on that).
+    LONG SetValue(const wchar_t* name, int value);
+    LONG SetValue(const wchar_t* name, const wchar_t* value);
+    LONG GetNextValue(CString& name, CString& value, DWORD index);
+    LONG GetNextValue(CString& name, int& value, DWORD index);
+    LONG GetNextValue(CString& name, DWORD index);
+    LONG GetNextSubkey(CString& name, DWORD index);
+    // Double-NUL-terminated name lists; size is in characters. A buffer too small for every
+    // name ends with a cut name and two NULs in its last two characters (ERROR_MORE_DATA).
+    LONG GetSubkeyList(wchar_t* buffer, int size);
+    LONG GetValueNameList(wchar_t* buffer, int size);
+    BOOL GetCurrentKeyLocation(CString& path);
+    // Deletes the value and closes the object, also when the deletion fails.
+    LONG DeleteRegistryValue(const wchar_t* name);
+    // Deletes the key with all its sub-keys.
+    static LONG DeleteRegistryKey(const wchar_t* path);
+
+    // One-call forms; rootPrefix (such as L"HKEY_LOCAL_MACHINE\\") is put in front of subKey.
+    // RegReadInt and RegReadString write the default back when the value cannot be read;
+    // integers are kept as REG_SZ digits.
+    static int RegReadInt(const wchar_t* subKey, const wchar_t* valueName, int defaultValue,
+                          const wchar_t* rootPrefix);
+    static int RegReadString(const wchar_t* subKey, const wchar_t* valueName,
+                             const wchar_t* defaultValue, wchar_t* buffer, int size,
+                             const wchar_t* rootPrefix);
+    static int RegWriteString(const wchar_t* subKey, const wchar_t* valueName, const wchar_t* text,
+                              const wchar_t* rootPrefix);
+    static int RegReadBinary(const wchar_t* subKey, const wchar_t* valueName, BYTE* bytes,
+                             int capacity, const wchar_t* rootPrefix);
+    static int RegWriteBinary(const wchar_t* subKey, const wchar_t* valueName, const BYTE* bytes,
+                              int count, const wchar_t* rootPrefix);
+
+protected:
+    // Building blocks of the members above, open to derived classes.
+    void HelperOpenKey(HKEY& handle, const wchar_t* path, DWORD access, int create);
+    // Splits buffer (a path) in place: on return it holds the sub-key and root the predefined
+    // key named before the first backslash. Nonzero on a known root name.
+    static int HelperParseRootFromSubKey(wchar_t* buffer, HKEY& root);
+    static int HelperGetHKeyConstant(const wchar_t* name, HKEY& root);
+    static CString HelperGetString(HKEY root);
+    LONG HelperGetValue(const wchar_t* name, void* data, DWORD size);
+    LONG HelperSetValue(const wchar_t* name, const void* data, DWORD size, DWORD type);
+    // size is in and out, as for RegEnumValueW; null data and size read the name only.
+    LONG HelperGetNextValue(CString& name, void* data, DWORD* size, DWORD index);
+    LONG HelperCloseKey();
+    HKEY HelperGetCurrentHandle() const { return m_hKey; }
+
+private:
+    LONG HelperGetText(const wchar_t* name, CString& value);
+
+    HKEY m_hKey = nullptr;
+    LONG m_lResult = ERROR_SUCCESS;
+    CString m_strPath;
+    DWORD m_dwAccess = 0;
+};
+
+// Reads a REG_SZ or REG_EXPAND_SZ value (the latter with its variables expanded) into a new
+// NUL-terminated text that the caller releases with free(). False, with *text untouched,
+// when the key or value is missing, the value is of another type or empty, or the expanded
+// text does not fit 259 characters.
+TLVUTL_API bool GetRegSzValue(HKEY root, const wchar_t* subKey, const wchar_t* valueName,
+                              wchar_t** text);
 
 #endif
