@@ -1,5 +1,5 @@
 // Registry access: the Win32 registry functions over the library's own persistent store,
-// the WUTLRegistry path-addressed key object and GetRegSzValue.
+// the WUTLRegistry path-addressed key object, GetRegSzValue, and .reg text import/export.
 //
 // The store keeps one database per predefined root in the registry folder
 // ($TLV_REGISTRY_DIR, else $XDG_DATA_HOME/tlvutl/registry). Several processes may use it at
@@ -201,6 +201,20 @@ TLVUTL_API void SetRegistryDirectory(const std::wstring& folder);
 TLVUTL_API std::wstring GetRegistryStoreFile(HKEY root);
 // A short English description of a status for messages ("the key or value does not exist").
 TLVUTL_API std::wstring DescribeRegistryStatus(LONG status);
+
+// Writes the key at keyPath (ROOT\sub\key) and everything below it as a "Windows Registry
+// Editor Version 5.00" file: UTF-16LE with a byte-order mark, CRLF line ends. Strings stored
+// with exactly one terminating NUL are written as "text", other string data as hex(1):,
+// hex(2): or hex(7): so that an import gives back the same bytes. Returns ERROR_SUCCESS or the
+// failing status, with a description in *error when error is not null.
+TLVUTL_API LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName,
+                              std::wstring* error = nullptr);
+// Applies a .reg file (UTF-16LE with BOM, or UTF-8): [key] creates, [-key] deletes a key with
+// its sub-keys, "name"=value and @=value write, "name"=- deletes. The whole file is checked
+// first: a malformed file changes nothing, returns ERROR_INVALID_DATA and *error names the
+// line ("line 7: ..."). The changes to each root are made in one transaction, after every
+// store involved has been found usable.
+TLVUTL_API LONG RegImportFile(const wchar_t* fileName, std::wstring* error = nullptr);
 
 } // namespace TlvUtl
 
