@@ -14,6 +14,11 @@ const std::vector<Command>& Commands() {
         {"strings", "print localised strings by number", "ID...", RunStrings},
         {"guidmap", "build or query an engine/application GUID map file",
          "build PAIRS.csv OUT\n  guidmap lookup FILE GUID", RunGuidmap},
+        {"reg", "query, change, export and import the registry store",
+         "query KEY [NAME]\n  reg set KEY NAME DATA [REG_SZ|REG_EXPAND_SZ|REG_MULTI_SZ|REG_DWORD|"
+         "REG_QWORD|REG_BINARY]\n  reg delete KEY [NAME]\n  reg export KEY FILE.reg\n"
+         "  reg import FILE.reg",
+         RunReg},
     };
     return commands;
 }
