@@ -8,11 +8,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -431,6 +433,42 @@ TEST_F(RegistryApi, MatchesASimpleModelUnderRandomOperations) {
         ASSERT_EQ(Values(key), expectedValues) << "step " << step;
         RegCloseKey(key);
     }
+}
+
+// Threads of one process share a connection per root; each sees every other's writes and
+// enumeration stays consistent while they write.
+TEST_F(RegistryApi, ThreadsShareTheStore) {
+    constexpr int kThreads = 4, kEach = 60;
+    HKEY shared = Create(HKEY_CURRENT_USER, L"Threads");
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            HKEY own = nullptr;
+            if (Open(HKEY_CURRENT_USER, L"THREADS", own, KEY_ALL_ACCESS))
+                ++failures;
+            for (int i = 0; i < kEach; ++i) {
+                const std::wstring name = L"t" + std::to_wstring(t) + L"-" + std::to_wstring(i);
+                // Alternate between a handle of its own and the shared one.
+                if (SetBytes(i % 2 ? own : shared, name.c_str(), REG_BINARY,
+                             std::string(1, char(i))))
+                    ++failures;
+                if (Raw(i % 2 ? shared : own, name.c_str()) != std::string(1, char(i)))
+                    ++failures;
+                DWORD values = 0;
+                if (RegQueryInfoKeyW(own, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                     &values, nullptr, nullptr, nullptr, nullptr) ||
+                    values < static_cast<DWORD>(i + 1))
+                    ++failures;
+            }
+            RegCloseKey(own);
+        });
+    }
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(failures.load(), 0);
+    EXPECT_EQ(Values(shared).size(), static_cast<std::size_t>(kThreads * kEach));
+    RegCloseKey(shared);
 }
 
 TEST(ExpandEnvironmentStrings, ReplacesSetVariablesAndKeepsTheRest) {
