@@ -3,6 +3,8 @@
 #include <tlvutl/encoding.h>
 #include <tlvutl/registry.h>
 
+#include "reg_file.h"
+
 #include "../platform/registry_raw.h"
 
 #include <cstdio>
@@ -12,9 +14,10 @@
 #include <iterator>
 #include <map>
 
-namespace TlvUtl {
+namespace tlv::environment {
 namespace {
 
+using namespace TlvUtl;
 using tlv::platform::RegChange;
 using tlv::platform::RegPath;
 
@@ -413,6 +416,19 @@ std::wstring DecodeFile(const std::string& bytes) {
 
 } // namespace
 
+bool ParseRegFile(const std::string& bytes, std::map<int, std::vector<RegChange>>& changes,
+                  std::wstring& error) {
+    changes.clear();
+    Parser parser(SplitLines(DecodeFile(bytes)));
+    return parser.Run(changes, error);
+}
+
+} // namespace tlv::environment
+
+namespace TlvUtl {
+
+using namespace tlv::environment;
+
 LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName, std::wstring* error) {
     if (!keyPath || !fileName)
         return Fail(error, ERROR_INVALID_PARAMETER, L"no key path or file name given");
@@ -470,8 +486,7 @@ LONG RegImportFile(const wchar_t* fileName, std::wstring* error) {
 
     std::map<int, std::vector<RegChange>> changes;
     std::wstring problem;
-    Parser parser(SplitLines(DecodeFile(bytes)));
-    if (!parser.Run(changes, problem))
+    if (!tlv::environment::ParseRegFile(bytes, changes, problem))
         return Fail(error, ERROR_INVALID_DATA, problem);
 
     // Every store involved must be usable before the first one is changed.
