@@ -16,6 +16,7 @@
 #include <tlvutl/optional.h>
 #include <tlvutl/profile.h>
 #include <tlvutl/regional_format.h>
+#include <tlvutl/registry.h>
 #include <tlvutl/runtime_class.h>
 #include <tlvutl/singleton.h>
 #include <tlvutl/string_table.h>

@@ -91,6 +91,20 @@ typedef struct tagRECT {
     LONG right;
     LONG bottom;
 } RECT;
+
+/* Registry access rights and the structures the registry and file functions take. */
+typedef DWORD REGSAM;
+
+typedef struct _FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+} FILETIME, *PFILETIME;
+
+typedef struct _SECURITY_ATTRIBUTES {
+    DWORD nLength;
+    LPVOID lpSecurityDescriptor;
+    BOOL bInheritHandle;
+} SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 #else
 #include <windows.h>
 #endif

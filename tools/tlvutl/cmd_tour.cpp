@@ -3,6 +3,8 @@
 
 #include <tlvutl/tlvutl.h>
 
+#include <cstdlib>
+#include <cwchar>
 #include <iostream>
 #include <string>
 
@@ -107,6 +109,51 @@ void TourFolders() {
     std::cout << "... and more: tlvutl folders\n";
 }
 
+// Works in a key of its own and removes it afterwards, so a tour leaves the store as it was.
+void TourRegistry() {
+    Heading("Registry");
+    const wchar_t* root = L"HKEY_CURRENT_USER\\";
+    const wchar_t* sub = L"Software\\Talvo\\tlvutl tour";
+    std::cout << "store:              " << U8(TlvUtl::GetRegistryDirectory()) << "\n";
+    const LONG valid = WUTLRegistry::IsValid(L"HKEY_CURRENT_USER");
+    if (valid != ERROR_SUCCESS) {
+        std::cout << "HKEY_CURRENT_USER:  " << U8(TlvUtl::DescribeRegistryStatus(valid)) << " ("
+                  << U8(TlvUtl::GetRegistryStoreFile(HKEY_CURRENT_USER)) << ")\n";
+        return;
+    }
+    std::cout << "HKLM\\Software:      IsValid = " << WUTLRegistry::IsValid(L"HKLM\\Software")
+              << " (only full root names count)\n";
+    const int first = WUTLRegistry::RegReadInt(sub, L"Launches", 1, root);
+    wchar_t text[MAX_PATH];
+    WUTLRegistry::RegReadString(sub, L"Launches", nullptr, text, MAX_PATH, root);
+    std::cout << "RegReadInt:         " << first << " (missing, so the default; now stored as \""
+              << U8(std::wstring(text)) << "\")\n";
+    WUTLRegistry::RegWriteString(sub, L"Greeting", L"hello", root);
+    {
+        WUTLRegistry key((std::wstring(root) + sub).c_str(), KEY_ALL_ACCESS);
+        const std::wstring expand = L"%HOME%/talvo";
+        HKEY handle = nullptr;
+        TlvUtl::RegOpenKeyExW(HKEY_CURRENT_USER, sub, 0, KEY_SET_VALUE, &handle);
+        TlvUtl::RegSetValueExW(handle, L"Folder", 0, REG_EXPAND_SZ,
+                               reinterpret_cast<const BYTE*>(expand.c_str()),
+                               static_cast<DWORD>(2 * (expand.size() + 1)));
+        TlvUtl::RegCloseKey(handle);
+        wchar_t list[64];
+        key.GetValueNameList(list, 64);
+        std::cout << "value names:        ";
+        for (const wchar_t* p = list; *p; p += std::wcslen(p) + 1)
+            std::cout << "\"" << U8(std::wstring(p)) << "\" ";
+        std::cout << "\n";
+    }
+    wchar_t* folder = nullptr;
+    if (GetRegSzValue(HKEY_CURRENT_USER, sub, L"Folder", &folder)) {
+        std::cout << "GetRegSzValue:      %HOME%/talvo -> " << U8(std::wstring(folder)) << "\n";
+        std::free(folder);
+    }
+    std::cout << "DeleteRegistryKey:  "
+              << WUTLRegistry::DeleteRegistryKey((std::wstring(root) + sub).c_str()) << "\n";
+}
+
 } // namespace
 
 void TourUnits() {
@@ -143,6 +190,7 @@ int RunTour(const Args& args) {
     TourHooks();
     TourText();
     TourNumbers();
+    TourRegistry();
     TourFolders();
     TourUnits();
     return kOk;

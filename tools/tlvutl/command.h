@@ -36,6 +36,7 @@ int RunUnits(const Args& args);
 bool ParseUnitArgument(const std::string& text, int& unit);
 // The folder getters and their paths (the first few unless all).
 void PrintFolders(std::ostream& out, bool all);
+int RunReg(const Args& args);
 
 } // namespace tlvtool
 

@@ -23,6 +23,11 @@ const std::vector<Command>& Commands() {
          RunIni},
         {"units", "list, convert and format measurement units",
          "list | convert VALUE FROM TO | format VALUE UNIT [FORM]", RunUnits},
+        {"reg", "query, change, export and import the registry store",
+         "query KEY [NAME]\n  reg set KEY NAME DATA [REG_SZ|REG_EXPAND_SZ|REG_MULTI_SZ|REG_DWORD|"
+         "REG_QWORD|REG_BINARY]\n  reg delete KEY [NAME]\n  reg export KEY FILE.reg\n"
+         "  reg import FILE.reg",
+         RunReg},
     };
     return commands;
 }

@@ -1,0 +1,302 @@
+// Registry access: the Win32 registry functions over the library's own persistent store,
+// the WUTLRegistry path-addressed key object, GetRegSzValue, and .reg text import/export.
+//
+// The store keeps one database per predefined root in the registry folder
+// ($TLV_REGISTRY_DIR, else $XDG_DATA_HOME/tlvutl/registry). Several processes may use it at
+// once; every write is one atomic, durable transaction, so a write that returned
+// ERROR_SUCCESS survives a crash of the writer. HKEY_PERFORMANCE_DATA opens and holds
+// nothing. Key and value names compare case-insensitively and keep their case; sub-keys
+// enumerate in case-insensitive name order, values in the order they were first set.
+//
+// Values keep the bytes Windows stores: REG_SZ, REG_EXPAND_SZ and REG_MULTI_SZ as UTF-16LE
+// exactly as the writer sent them (with or without the terminating NUL), REG_DWORD as four
+// little-endian bytes. wchar_t is four bytes here, so the wide functions convert string data
+// at the edge, and every byte count of string data (cbData, *lpcbData) counts two bytes per
+// wchar_t: a caller writes "abc" with its NUL as cbData = 8 and reads it back into a buffer
+// of 260 wchar_t by passing 520, exactly as on Windows. So code ported with
+// "n * sizeof(WCHAR)" must keep a factor of 2, not sizeof(wchar_t), and a wchar_t buffer's
+// capacity is 2 x its length, not sizeof(buffer). A character beyond the Basic Multilingual
+// Plane is one wchar_t here and a surrogate pair in the store; counts follow the wchar_t.
+// Counts of names (lpcchName, lpcchValueName) are in wchar_t. Other value types are copied
+// byte for byte. A string stored without its NUL gets one in the caller's buffer when the
+// buffer has room for it.
+//
+// Status codes are the Win32 ones; besides those of the Win32 documentation the store
+// reports ERROR_BADDB (1009) for a database file that is damaged or not a registry store
+// (it is never overwritten), ERROR_REGISTRY_IO_FAILED (1016) when the folder or file cannot
+// be used, ERROR_BUSY (170) when another process held the store locked for too long, and
+// ERROR_KEY_DELETED (1018) for a handle whose key another handle or process deleted.
+//
+// WUTLRegistry and its static helpers follow the Win32 rules of the original interface: no
+// member throws; statuses are returned, with 110 (ERROR_OPEN_FAILED) for an unknown root name
+// and -1 for a null path or a member called without an open key. One object is used by one
+// thread at a time; the Win32 functions and the static helpers may be called from any thread.
+#ifndef TLVUTL_REGISTRY_H
+#define TLVUTL_REGISTRY_H
+
+#include <tlvutl/cstring.h>
+#include <tlvutl/export.h>
+#include <tlvutl/wintypes.h>
+
+#include <string>
+
+#ifndef _WIN32
+/* Predefined roots, with their Windows values (sign-extended 32-bit constants). */
+#define HKEY_CLASSES_ROOT ((HKEY)(ULONG_PTR)((LONG)0x80000000))
+#define HKEY_CURRENT_USER ((HKEY)(ULONG_PTR)((LONG)0x80000001))
+#define HKEY_LOCAL_MACHINE ((HKEY)(ULONG_PTR)((LONG)0x80000002))
+#define HKEY_USERS ((HKEY)(ULONG_PTR)((LONG)0x80000003))
+#define HKEY_PERFORMANCE_DATA ((HKEY)(ULONG_PTR)((LONG)0x80000004))
+#define HKEY_CURRENT_CONFIG ((HKEY)(ULONG_PTR)((LONG)0x80000005))
+
+#define REG_NONE 0
+#define REG_SZ 1
+#define REG_EXPAND_SZ 2
+#define REG_BINARY 3
+#define REG_DWORD 4
+#define REG_DWORD_LITTLE_ENDIAN 4
+#define REG_DWORD_BIG_ENDIAN 5
+#define REG_LINK 6
+#define REG_MULTI_SZ 7
+#define REG_RESOURCE_LIST 8
+#define REG_FULL_RESOURCE_DESCRIPTOR 9
+#define REG_RESOURCE_REQUIREMENTS_LIST 10
+#define REG_QWORD 11
+#define REG_QWORD_LITTLE_ENDIAN 11
+
+/* Generic rights map onto the key rights below. */
+#define MAXIMUM_ALLOWED 0x02000000
+#define GENERIC_READ 0x80000000u
+#define GENERIC_WRITE 0x40000000
+#define GENERIC_EXECUTE 0x20000000
+#define GENERIC_ALL 0x10000000
+
+#define KEY_QUERY_VALUE 0x0001
+#define KEY_SET_VALUE 0x0002
+#define KEY_CREATE_SUB_KEY 0x0004
+#define KEY_ENUMERATE_SUB_KEYS 0x0008
+#define KEY_NOTIFY 0x0010
+#define KEY_CREATE_LINK 0x0020
+#define KEY_WOW64_64KEY 0x0100
+#define KEY_WOW64_32KEY 0x0200
+#define KEY_READ 0x20019
+#define KEY_WRITE 0x20006
+#define KEY_EXECUTE 0x20019
+#define KEY_ALL_ACCESS 0xF003F
+
+#define REG_OPTION_RESERVED 0x0000
+#define REG_OPTION_NON_VOLATILE 0x0000
+#define REG_OPTION_VOLATILE 0x0001
+#define REG_OPTION_CREATE_LINK 0x0002
+#define REG_OPTION_BACKUP_RESTORE 0x0004
+#define REG_OPTION_OPEN_LINK 0x0008
+#define REG_CREATED_NEW_KEY 1
+#define REG_OPENED_EXISTING_KEY 2
+#endif
+
+#ifndef ERROR_SUCCESS
+#define ERROR_SUCCESS 0
+#endif
+#ifndef ERROR_FILE_NOT_FOUND
+#define ERROR_FILE_NOT_FOUND 2
+#endif
+#ifndef ERROR_ACCESS_DENIED
+#define ERROR_ACCESS_DENIED 5
+#endif
+#ifndef ERROR_INVALID_HANDLE
+#define ERROR_INVALID_HANDLE 6
+#endif
+#ifndef ERROR_INVALID_DATA
+#define ERROR_INVALID_DATA 13
+#endif
+#ifndef ERROR_OUTOFMEMORY
+#define ERROR_OUTOFMEMORY 14
+#endif
+#ifndef ERROR_INVALID_PARAMETER
+#define ERROR_INVALID_PARAMETER 87
+#endif
+#ifndef ERROR_OPEN_FAILED
+#define ERROR_OPEN_FAILED 110
+#endif
+#ifndef ERROR_DISK_FULL
+#define ERROR_DISK_FULL 112
+#endif
+#ifndef ERROR_BAD_PATHNAME
+#define ERROR_BAD_PATHNAME 161
+#endif
+#ifndef ERROR_BUSY
+#define ERROR_BUSY 170
+#endif
+#ifndef ERROR_MORE_DATA
+#define ERROR_MORE_DATA 234
+#endif
+#ifndef ERROR_NO_MORE_ITEMS
+#define ERROR_NO_MORE_ITEMS 259
+#endif
+#ifndef ERROR_BADDB
+#define ERROR_BADDB 1009
+#endif
+#ifndef ERROR_BADKEY
+#define ERROR_BADKEY 1010
+#endif
+#ifndef ERROR_REGISTRY_IO_FAILED
+#define ERROR_REGISTRY_IO_FAILED 1016
+#endif
+#ifndef ERROR_KEY_DELETED
+#define ERROR_KEY_DELETED 1018
+#endif
+
+namespace TlvUtl {
+
+// The Win32 registry functions, same arguments and statuses. Predefined root handles need no
+// opening and closing them does nothing.
+TLVUTL_API LONG RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD ulOptions, REGSAM samDesired,
+                              PHKEY phkResult);
+// dwOptions is accepted as on Windows; every key is kept across restarts.
+TLVUTL_API LONG RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD Reserved, LPWSTR lpClass,
+                                DWORD dwOptions, REGSAM samDesired,
+                                const LPSECURITY_ATTRIBUTES lpSecurityAttributes, PHKEY phkResult,
+                                LPDWORD lpdwDisposition);
+TLVUTL_API LONG RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType,
+                                 LPBYTE lpData, LPDWORD lpcbData);
+TLVUTL_API LONG RegSetValueExW(HKEY hKey, LPCWSTR lpValueName, DWORD Reserved, DWORD dwType,
+                               const BYTE* lpData, DWORD cbData);
+TLVUTL_API LONG RegEnumValueW(HKEY hKey, DWORD dwIndex, LPWSTR lpValueName, LPDWORD lpcchValueName,
+                              LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData);
+TLVUTL_API LONG RegEnumKeyExW(HKEY hKey, DWORD dwIndex, LPWSTR lpName, LPDWORD lpcchName,
+                              LPDWORD lpReserved, LPWSTR lpClass, LPDWORD lpcchClass,
+                              PFILETIME lpftLastWriteTime);
+// Maximum lengths are in wchar_t (names, class) and in bytes as RegQueryValueExW reports
+// them (data). Security descriptors are not kept: their size is reported as 0.
+TLVUTL_API LONG RegQueryInfoKeyW(HKEY hKey, LPWSTR lpClass, LPDWORD lpcchClass, LPDWORD lpReserved,
+                                 LPDWORD lpcSubKeys, LPDWORD lpcbMaxSubKeyLen,
+                                 LPDWORD lpcbMaxClassLen, LPDWORD lpcValues,
+                                 LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen,
+                                 LPDWORD lpcbSecurityDescriptor, PFILETIME lpftLastWriteTime);
+// Fails with ERROR_ACCESS_DENIED on a key that has sub-keys and on a predefined root.
+TLVUTL_API LONG RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey);
+TLVUTL_API LONG RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName);
+TLVUTL_API LONG RegCloseKey(HKEY hKey);
+
+// Replaces each %NAME% whose variable is set (looked up exactly, then ignoring case) by its
+// value and leaves other percent signs as they are. Returns the characters needed including
+// the terminating NUL; when that exceeds nSize the buffer holds as much as fits, terminated.
+// 0 for a null source.
+TLVUTL_API DWORD ExpandEnvironmentStringsW(LPCWSTR lpSrc, LPWSTR lpDst, DWORD nSize);
+
+// The folder of the store (ending in '/'). SetRegistryDirectory points the store elsewhere
+// for the rest of the process (an empty folder restores the default); handles opened before
+// become invalid.
+TLVUTL_API std::wstring GetRegistryDirectory();
+TLVUTL_API void SetRegistryDirectory(const std::wstring& folder);
+// The database file that holds a predefined root; empty for HKEY_PERFORMANCE_DATA and for
+// anything that is not a predefined root.
+TLVUTL_API std::wstring GetRegistryStoreFile(HKEY root);
+// A short English description of a status for messages ("the key or value does not exist").
+TLVUTL_API std::wstring DescribeRegistryStatus(LONG status);
+
+// Writes the key at keyPath (ROOT\sub\key) and everything below it as a "Windows Registry
+// Editor Version 5.00" file: UTF-16LE with a byte-order mark, CRLF line ends. Strings stored
+// with exactly one terminating NUL are written as "text", other string data as hex(1):,
+// hex(2): or hex(7): so that an import gives back the same bytes. Returns ERROR_SUCCESS or the
+// failing status, with a description in *error when error is not null.
+TLVUTL_API LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName,
+                              std::wstring* error = nullptr);
+// Applies a .reg file (UTF-16LE with BOM, or UTF-8): [key] creates, [-key] deletes a key with
+// its sub-keys, "name"=value and @=value write, "name"=- deletes. The whole file is checked
+// first: a malformed file changes nothing, returns ERROR_INVALID_DATA and *error names the
+// line ("line 7: ..."). The changes to each root are made in one transaction, after every
+// store involved has been found usable.
+TLVUTL_API LONG RegImportFile(const wchar_t* fileName, std::wstring* error = nullptr);
+
+} // namespace TlvUtl
+
+// A registry key named by one textual path "ROOT\sub\key" whose root is one of the six
+// predefined names, written out in full and in upper case.
+class TLVUTL_API WUTLRegistry {
+public:
+    WUTLRegistry();
+    WUTLRegistry(const wchar_t* path, DWORD access = KEY_READ, int create = 0);
+    // Copies take the members as they are, handle included: the first of the two to close
+    // it wins and the other's calls then fail with ERROR_INVALID_HANDLE. Handle values are
+    // never reused, so a stale copy can never reach another key.
+    WUTLRegistry(const WUTLRegistry& other) = default;
+    WUTLRegistry& operator=(const WUTLRegistry& other) = default;
+    virtual ~WUTLRegistry();
+
+    // A null path returns the last result unchanged. When a key is already open the new one
+    // replaces it only if it opened.
+    LONG OpenKey(const wchar_t* path, int create = 0, DWORD access = KEY_READ);
+    LONG IsValid();
+    static LONG IsValid(const wchar_t* path);
+    static LONG CreateKey(const wchar_t* path, DWORD samDesired = KEY_READ | KEY_WRITE,
+                          DWORD options = 0);
+
+    // Value readers do not check the stored type: an integer takes the first four bytes, a
+    // text the stored bytes read as UTF-16LE (at most 260 characters), cut at the first NUL.
+    LONG GetValue(const wchar_t* name, int& value);
+    LONG GetValue(const wchar_t* name, CString& value);
+    // REG_DWORD; REG_SZ without the terminating NUL (readers rely on that).
+    LONG SetValue(const wchar_t* name, int value);
+    LONG SetValue(const wchar_t* name, const wchar_t* value);
+    LONG GetNextValue(CString& name, CString& value, DWORD index);
+    LONG GetNextValue(CString& name, int& value, DWORD index);
+    LONG GetNextValue(CString& name, DWORD index);
+    LONG GetNextSubkey(CString& name, DWORD index);
+    // Double-NUL-terminated name lists; size is in characters. A buffer too small for every
+    // name ends with a cut name and two NULs in its last two characters (ERROR_MORE_DATA).
+    LONG GetSubkeyList(wchar_t* buffer, int size);
+    LONG GetValueNameList(wchar_t* buffer, int size);
+    BOOL GetCurrentKeyLocation(CString& path);
+    // Deletes the value and closes the object, also when the deletion fails.
+    LONG DeleteRegistryValue(const wchar_t* name);
+    // Deletes the key with all its sub-keys.
+    static LONG DeleteRegistryKey(const wchar_t* path);
+
+    // One-call forms; rootPrefix (such as L"HKEY_LOCAL_MACHINE\\") is put in front of subKey.
+    // RegReadInt and RegReadString write the default back when the value cannot be read;
+    // integers are kept as REG_SZ digits.
+    static int RegReadInt(const wchar_t* subKey, const wchar_t* valueName, int defaultValue,
+                          const wchar_t* rootPrefix);
+    static int RegReadString(const wchar_t* subKey, const wchar_t* valueName,
+                             const wchar_t* defaultValue, wchar_t* buffer, int size,
+                             const wchar_t* rootPrefix);
+    static int RegWriteString(const wchar_t* subKey, const wchar_t* valueName, const wchar_t* text,
+                              const wchar_t* rootPrefix);
+    static int RegReadBinary(const wchar_t* subKey, const wchar_t* valueName, BYTE* bytes,
+                             int capacity, const wchar_t* rootPrefix);
+    static int RegWriteBinary(const wchar_t* subKey, const wchar_t* valueName, const BYTE* bytes,
+                              int count, const wchar_t* rootPrefix);
+
+protected:
+    // Building blocks of the members above, open to derived classes.
+    void HelperOpenKey(HKEY& handle, const wchar_t* path, DWORD access, int create);
+    // Splits buffer (a path) in place: on return it holds the sub-key and root the predefined
+    // key named before the first backslash. Nonzero on a known root name.
+    static int HelperParseRootFromSubKey(wchar_t* buffer, HKEY& root);
+    static int HelperGetHKeyConstant(const wchar_t* name, HKEY& root);
+    static CString HelperGetString(HKEY root);
+    LONG HelperGetValue(const wchar_t* name, void* data, DWORD size);
+    LONG HelperSetValue(const wchar_t* name, const void* data, DWORD size, DWORD type);
+    // size is in and out, as for RegEnumValueW; null data and size read the name only.
+    LONG HelperGetNextValue(CString& name, void* data, DWORD* size, DWORD index);
+    LONG HelperCloseKey();
+    HKEY HelperGetCurrentHandle() const { return m_hKey; }
+
+private:
+    LONG HelperGetText(const wchar_t* name, CString& value);
+
+    HKEY m_hKey = nullptr;
+    LONG m_lResult = ERROR_SUCCESS;
+    CString m_strPath;
+    DWORD m_dwAccess = 0;
+};
+
+// Reads a REG_SZ or REG_EXPAND_SZ value (the latter with its variables expanded) into a new
+// NUL-terminated text that the caller releases with free(). False, with *text untouched,
+// when the key or value is missing, the value is of another type or empty, or the expanded
+// text does not fit 259 characters.
+TLVUTL_API bool GetRegSzValue(HKEY root, const wchar_t* subKey, const wchar_t* valueName,
+                              wchar_t** text);
+
+#endif

@@ -1,0 +1,786 @@
+#include "registry_store.h"
+
+#include <tlvutl/registry.h>
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <locale.h>
+#include <mutex>
+#include <thread>
+#include <wctype.h>
+
+namespace tlv::platform {
+namespace {
+
+// Marks a database as a registry hive ("TLVR"), so that a foreign SQLite file placed in the
+// registry folder is reported and left alone instead of being taken over.
+constexpr int kApplicationId = 0x544C5652;
+constexpr int kSchemaVersion = 1;
+constexpr std::size_t kMaxKeyNameLength = 255;
+constexpr std::size_t kMaxValueNameLength = 16383;
+// Another process holds the write lock for one commit at a time; waiting this long means it
+// is stuck, and the caller is better served by an error than by a hang.
+constexpr int kBusyTimeoutMs = 10000;
+
+// Names as kept in the database: UTF-8 of the code points, surrogate halves included (as
+// three-byte sequences), so that any wchar_t name comes back exactly as it was given.
+void AppendName(std::string& out, wchar_t wc) {
+    auto c = static_cast<std::uint32_t>(wc);
+    if (c > 0x10FFFF)
+        c = 0xFFFD;
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+std::string NameBytes(std::wstring_view name) {
+    std::string out;
+    out.reserve(name.size());
+    for (wchar_t c : name)
+        AppendName(out, c);
+    return out;
+}
+
+std::wstring NameFromBytes(const unsigned char* s, int n) {
+    std::wstring out;
+    out.reserve(static_cast<std::size_t>(n));
+    for (int i = 0; i < n;) {
+        const unsigned char b = s[i];
+        const int extra = b < 0x80 ? 0 : b >= 0xF0 ? 3 : b >= 0xE0 ? 2 : b >= 0xC0 ? 1 : -1;
+        if (extra < 0 || i + extra >= n) {
+            // Only this library writes the names; anything else is a damaged byte.
+            out += L'\xFFFD';
+            ++i;
+            continue;
+        }
+        std::uint32_t c = extra == 0 ? b : b & (0x3F >> extra);
+        for (int k = 1; k <= extra; ++k)
+            c = (c << 6) | (s[i + k] & 0x3F);
+        out += static_cast<wchar_t>(c);
+        i += extra + 1;
+    }
+    return out;
+}
+
+locale_t InvariantCType() {
+    static const locale_t loc = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
+    return loc;
+}
+
+// Simple one-to-one upper-casing of the Basic Multilingual Plane, as the registry compares
+// names; characters beyond it compare as they are.
+wchar_t FoldChar(wchar_t c) {
+    if (c < 0x80)
+        return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
+    if (static_cast<std::uint32_t>(c) > 0xFFFF || (c >= 0xD800 && c <= 0xDFFF))
+        return c;
+    const locale_t loc = InvariantCType();
+    if (!loc)
+        return c;
+    const wint_t u = towupper_l(static_cast<wint_t>(c), loc);
+    return static_cast<std::uint32_t>(u) <= 0xFFFF ? static_cast<wchar_t>(u) : c;
+}
+
+std::string FoldBytes(std::wstring_view name) {
+    std::string out;
+    out.reserve(name.size());
+    for (wchar_t c : name)
+        AppendName(out, FoldChar(c));
+    return out;
+}
+
+std::int64_t NowFileTime() {
+    using namespace std::chrono;
+    const auto since1970 =
+        duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count() / 100;
+    return since1970 + 116444736000000000LL;
+}
+
+LONG StatusOf(int rc) {
+    switch (rc & 0xFF) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE:
+        return ERROR_SUCCESS;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return ERROR_BUSY;
+    case SQLITE_NOTADB:
+    case SQLITE_CORRUPT:
+    case SQLITE_FORMAT:
+    case SQLITE_SCHEMA:
+    case SQLITE_ERROR: // a statement that does not fit the file's tables
+        return ERROR_BADDB;
+    case SQLITE_FULL:
+        return ERROR_DISK_FULL;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+        return ERROR_ACCESS_DENIED;
+    case SQLITE_NOMEM:
+        return ERROR_OUTOFMEMORY;
+    case SQLITE_TOOBIG:
+    case SQLITE_RANGE:
+        return ERROR_INVALID_PARAMETER;
+    default:
+        return ERROR_REGISTRY_IO_FAILED;
+    }
+}
+
+// Short naps first: the write lock is held for one commit, well under a millisecond, and two
+// writers taking turns should not pay a scheduler tick each.
+int BusyWait(void*, int count) {
+    constexpr int kRamp = 6; // 50 µs doubling up to 1.6 ms, then 2 ms steps
+    constexpr int kSteps = kRamp + kBusyTimeoutMs / 2;
+    if (count >= kSteps)
+        return 0;
+    const int us = count < kRamp ? 50 << count : 2000;
+    std::this_thread::sleep_for(std::chrono::microseconds(us));
+    return 1;
+}
+
+enum Stmt {
+    kFindChild,
+    kKeyExists,
+    kParentOf,
+    kInsertKey,
+    kTouchKey,
+    kHasChildren,
+    kDeleteKeyValues,
+    kDeleteKeyRow,
+    kDeleteTreeValues,
+    kDeleteTreeKeys,
+    kGetValue,
+    kSetValue,
+    kDeleteValue,
+    kEnumKeyAt,
+    kEnumKeyAfter,
+    kEnumValueAt,
+    kEnumValueAfter,
+    kKeyInfo,
+    kSubKeyStats,
+    kValueStats,
+    kDataVersion,
+    kBeginWrite,
+    kCommit,
+    kRollback,
+    kStmtCount
+};
+
+// The enumeration orders rely on the indexes: sub-keys by (parent, fold), values by their
+// row number within the key (the order they were first set; an update keeps the row).
+const char* const kSql[kStmtCount] = {
+    "SELECT id FROM keys WHERE parent=?1 AND fold=?2",
+    "SELECT 1 FROM keys WHERE id=?1",
+    "SELECT parent FROM keys WHERE id=?1",
+    "INSERT INTO keys(parent,name,fold,class,written) VALUES(?1,?2,?3,?4,?5)",
+    "UPDATE keys SET written=?2 WHERE id=?1",
+    "SELECT 1 FROM keys WHERE parent=?1 LIMIT 1",
+    "DELETE FROM vals WHERE key=?1",
+    "DELETE FROM keys WHERE id=?1",
+    "WITH RECURSIVE t(id) AS (SELECT ?1 UNION ALL SELECT k.id FROM keys k JOIN t ON "
+    "k.parent=t.id) DELETE FROM vals WHERE key IN t",
+    "WITH RECURSIVE t(id) AS (SELECT ?1 UNION ALL SELECT k.id FROM keys k JOIN t ON "
+    "k.parent=t.id) DELETE FROM keys WHERE id IN t",
+    "SELECT type,data FROM vals WHERE key=?1 AND fold=?2",
+    "INSERT INTO vals(key,name,fold,type,data) VALUES(?1,?2,?3,?4,?5) "
+    "ON CONFLICT(key,fold) DO UPDATE SET type=excluded.type,data=excluded.data",
+    "DELETE FROM vals WHERE key=?1 AND fold=?2",
+    "SELECT name,class,written,fold FROM keys WHERE parent=?1 ORDER BY fold LIMIT 1 OFFSET ?2",
+    "SELECT name,class,written,fold FROM keys WHERE parent=?1 AND fold>?2 ORDER BY fold LIMIT 1",
+    "SELECT name,type,data,id FROM vals INDEXED BY vals_by_key WHERE key=?1 ORDER BY id "
+    "LIMIT 1 OFFSET ?2",
+    "SELECT name,type,data,id FROM vals INDEXED BY vals_by_key WHERE key=?1 AND id>?2 "
+    "ORDER BY id LIMIT 1",
+    "SELECT class,written FROM keys WHERE id=?1",
+    "SELECT count(*),ifnull(max(length(name)),0),ifnull(max(length(class)),0) FROM keys "
+    "WHERE parent=?1",
+    "SELECT count(*),ifnull(max(length(name)),0),ifnull(max(length(data)),0) FROM vals "
+    "WHERE key=?1",
+    "PRAGMA data_version",
+    "BEGIN IMMEDIATE",
+    "COMMIT",
+    "ROLLBACK",
+};
+
+const char kSchema[] = "CREATE TABLE keys("
+                       " id INTEGER PRIMARY KEY AUTOINCREMENT,"
+                       " parent INTEGER NOT NULL,"
+                       " name TEXT NOT NULL,"
+                       " fold TEXT NOT NULL,"
+                       " class TEXT NOT NULL DEFAULT '',"
+                       " written INTEGER NOT NULL,"
+                       " UNIQUE(parent,fold));"
+                       "CREATE TABLE vals("
+                       " id INTEGER PRIMARY KEY,"
+                       " key INTEGER NOT NULL,"
+                       " name TEXT NOT NULL,"
+                       " fold TEXT NOT NULL,"
+                       " type INTEGER NOT NULL,"
+                       " data BLOB NOT NULL,"
+                       " UNIQUE(key,fold));"
+                       "CREATE INDEX vals_by_key ON vals(key);";
+
+// Resets a statement when the step that used it is done, whatever the way out.
+class Use {
+public:
+    explicit Use(sqlite3_stmt* s) : s_(s) {}
+    ~Use() { sqlite3_reset(s_); }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+    sqlite3_stmt* operator->() const { return s_; }
+    operator sqlite3_stmt*() const { return s_; }
+
+private:
+    sqlite3_stmt* s_;
+};
+
+void BindText(sqlite3_stmt* s, int i, const std::string& text) {
+    sqlite3_bind_text(s, i, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+}
+
+std::wstring ColumnName(sqlite3_stmt* s, int i) {
+    return NameFromBytes(sqlite3_column_text(s, i), sqlite3_column_bytes(s, i));
+}
+
+bool LooksLikeDatabase(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in)
+        return true; // missing: SQLite creates it
+    char head[16] = {};
+    in.read(head, sizeof head);
+    const std::streamsize got = in.gcount();
+    return got == 0 || (got == 16 && std::memcmp(head, "SQLite format 3", 16) == 0);
+}
+
+} // namespace
+
+std::wstring FoldRegistryName(std::wstring_view name) {
+    std::wstring out(name);
+    for (wchar_t& c : out)
+        c = FoldChar(c);
+    return out;
+}
+
+struct RegistryHive::Impl {
+    sqlite3* db = nullptr;
+    sqlite3_stmt* st[kStmtCount] = {};
+    std::mutex m;
+    std::uint64_t ownCommits = 0;
+
+    ~Impl() {
+        for (sqlite3_stmt* s : st)
+            sqlite3_finalize(s);
+        sqlite3_close_v2(db);
+    }
+
+    int Exec(const char* sql) { return sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
+
+    // Runs a statement that yields at most one integer row.
+    int QueryInt(const char* sql, std::int64_t& value) {
+        sqlite3_stmt* s = nullptr;
+        int rc = sqlite3_prepare_v2(db, sql, -1, &s, nullptr);
+        if (rc == SQLITE_OK) {
+            rc = sqlite3_step(s);
+            if (rc == SQLITE_ROW)
+                value = sqlite3_column_int64(s, 0), rc = SQLITE_OK;
+            else if (rc == SQLITE_DONE)
+                rc = SQLITE_OK;
+        }
+        sqlite3_finalize(s);
+        return rc;
+    }
+
+    std::uint64_t Stamp() {
+        Use s(st[kDataVersion]);
+        const std::uint64_t other = sqlite3_step(s) == SQLITE_ROW
+                                        ? static_cast<std::uint64_t>(sqlite3_column_int64(s, 0))
+                                        : 0;
+        return (other << 32) ^ ownCommits;
+    }
+
+    // One write transaction; rolled back unless committed.
+    class Write {
+    public:
+        explicit Write(Impl& h) : h_(h) {
+            Use s(h_.st[kBeginWrite]);
+            status_ = StatusOf(sqlite3_step(s));
+            open_ = status_ == ERROR_SUCCESS;
+        }
+        ~Write() {
+            if (open_) {
+                Use s(h_.st[kRollback]);
+                sqlite3_step(s);
+            }
+        }
+        Write(const Write&) = delete;
+        Write& operator=(const Write&) = delete;
+        LONG Status() const { return status_; }
+        LONG Commit() {
+            Use s(h_.st[kCommit]);
+            const int rc = sqlite3_step(s);
+            if (rc != SQLITE_DONE)
+                return StatusOf(rc); // the destructor rolls back
+            open_ = false;
+            ++h_.ownCommits;
+            return ERROR_SUCCESS;
+        }
+
+    private:
+        Impl& h_;
+        LONG status_;
+        bool open_ = false;
+    };
+
+    LONG FindChild(RegKeyId parent, const std::wstring& name, RegKeyId& id) {
+        if (name.size() > kMaxKeyNameLength)
+            return ERROR_FILE_NOT_FOUND;
+        const std::string fold = FoldBytes(name);
+        Use s(st[kFindChild]);
+        sqlite3_bind_int64(s, 1, parent);
+        BindText(s, 2, fold);
+        const int rc = sqlite3_step(s);
+        if (rc == SQLITE_ROW) {
+            id = sqlite3_column_int64(s, 0);
+            return ERROR_SUCCESS;
+        }
+        return rc == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : StatusOf(rc);
+    }
+
+    LONG KeyExists(RegKeyId id) {
+        Use s(st[kKeyExists]);
+        sqlite3_bind_int64(s, 1, id);
+        const int rc = sqlite3_step(s);
+        return rc == SQLITE_ROW    ? ERROR_SUCCESS
+               : rc == SQLITE_DONE ? ERROR_KEY_DELETED
+                                   : StatusOf(rc);
+    }
+
+    LONG Walk(RegKeyId from, const RegPath& path, RegKeyId& id, RegKeyId* parent = nullptr) {
+        LONG r = path.empty() ? KeyExists(from) : ERROR_SUCCESS;
+        RegKeyId at = from, above = 0;
+        for (std::size_t i = 0; r == ERROR_SUCCESS && i < path.size(); ++i) {
+            above = at;
+            r = FindChild(above, path[i], at);
+        }
+        if (r == ERROR_SUCCESS) {
+            id = at;
+            if (parent)
+                *parent = above;
+        }
+        return r;
+    }
+
+    LONG Touch(RegKeyId id, std::int64_t now) {
+        Use s(st[kTouchKey]);
+        sqlite3_bind_int64(s, 1, id);
+        sqlite3_bind_int64(s, 2, now);
+        const int rc = sqlite3_step(s);
+        if (rc != SQLITE_DONE)
+            return StatusOf(rc);
+        return sqlite3_changes(db) ? ERROR_SUCCESS : ERROR_KEY_DELETED;
+    }
+
+    LONG InsertChild(RegKeyId parent, const std::wstring& name, const std::wstring& className,
+                     std::int64_t now, RegKeyId& id) {
+        const std::string bytes = NameBytes(name), fold = FoldBytes(name),
+                          cls = NameBytes(className);
+        Use s(st[kInsertKey]);
+        sqlite3_bind_int64(s, 1, parent);
+        BindText(s, 2, bytes);
+        BindText(s, 3, fold);
+        BindText(s, 4, cls);
+        sqlite3_bind_int64(s, 5, now);
+        const int rc = sqlite3_step(s);
+        if (rc != SQLITE_DONE)
+            return StatusOf(rc);
+        id = sqlite3_last_insert_rowid(db);
+        return ERROR_SUCCESS;
+    }
+
+    // Inside a write transaction: finds or makes every level of path below from.
+    LONG WalkCreate(RegKeyId from, const RegPath& path, const std::wstring& className, RegKeyId& id,
+                    bool& created) {
+        for (const std::wstring& name : path)
+            if (name.empty() || name.size() > kMaxKeyNameLength)
+                return ERROR_INVALID_PARAMETER;
+        created = false;
+        LONG r = KeyExists(from);
+        const std::int64_t now = NowFileTime();
+        RegKeyId at = from;
+        for (std::size_t i = 0; r == ERROR_SUCCESS && i < path.size(); ++i) {
+            RegKeyId child = 0;
+            r = FindChild(at, path[i], child);
+            if (r == ERROR_FILE_NOT_FOUND) {
+                // The first new level changes its parent; deeper parents are new anyway.
+                r = created ? ERROR_SUCCESS : Touch(at, now);
+                if (r == ERROR_SUCCESS)
+                    r = InsertChild(at, path[i], i + 1 == path.size() ? className : L"", now,
+                                    child);
+                created = r == ERROR_SUCCESS;
+            } else {
+                created = false;
+            }
+            at = child;
+        }
+        if (r == ERROR_SUCCESS)
+            id = at;
+        return r;
+    }
+
+    LONG Upsert(RegKeyId key, std::wstring_view name, DWORD type, std::string_view data) {
+        const std::string bytes = NameBytes(name), fold = FoldBytes(name);
+        Use s(st[kSetValue]);
+        sqlite3_bind_int64(s, 1, key);
+        BindText(s, 2, bytes);
+        BindText(s, 3, fold);
+        sqlite3_bind_int64(s, 4, type);
+        sqlite3_bind_blob(s, 5, data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
+        return StatusOf(sqlite3_step(s));
+    }
+
+    LONG RemoveValue(RegKeyId key, std::wstring_view name) {
+        const std::string fold = FoldBytes(name);
+        Use s(st[kDeleteValue]);
+        sqlite3_bind_int64(s, 1, key);
+        BindText(s, 2, fold);
+        const int rc = sqlite3_step(s);
+        if (rc != SQLITE_DONE)
+            return StatusOf(rc);
+        return sqlite3_changes(db) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+    }
+
+    LONG RemoveTree(RegKeyId id) {
+        for (Stmt which : {kDeleteTreeValues, kDeleteTreeKeys}) {
+            Use s(st[which]);
+            sqlite3_bind_int64(s, 1, id);
+            const int rc = sqlite3_step(s);
+            if (rc != SQLITE_DONE)
+                return StatusOf(rc);
+        }
+        return ERROR_SUCCESS;
+    }
+
+    LONG ApplyOne(const RegChange& c) {
+        RegKeyId id = 0;
+        bool created = false;
+        switch (c.kind) {
+        case RegChange::Kind::CreateKey:
+            return WalkCreate(kRootKey, c.path, L"", id, created);
+        case RegChange::Kind::DeleteTree: {
+            RegKeyId parent = 0;
+            const LONG r = Walk(kRootKey, c.path, id, &parent);
+            if (r == ERROR_FILE_NOT_FOUND)
+                return ERROR_SUCCESS;
+            if (r != ERROR_SUCCESS)
+                return r;
+            if (id == kRootKey)
+                return ERROR_ACCESS_DENIED;
+            const LONG t = Touch(parent, NowFileTime());
+            return t == ERROR_SUCCESS ? RemoveTree(id) : t;
+        }
+        case RegChange::Kind::SetValue: {
+            if (c.name.size() > kMaxValueNameLength)
+                return ERROR_INVALID_PARAMETER;
+            LONG r = WalkCreate(kRootKey, c.path, L"", id, created);
+            if (r == ERROR_SUCCESS)
+                r = Touch(id, NowFileTime());
+            return r == ERROR_SUCCESS ? Upsert(id, c.name, c.type, c.data) : r;
+        }
+        case RegChange::Kind::DeleteValue: {
+            const LONG r = Walk(kRootKey, c.path, id);
+            if (r == ERROR_FILE_NOT_FOUND)
+                return ERROR_SUCCESS;
+            if (r != ERROR_SUCCESS)
+                return r;
+            const LONG d = RemoveValue(id, c.name);
+            return d == ERROR_SUCCESS          ? Touch(id, NowFileTime())
+                   : d == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS
+                                               : d;
+        }
+        }
+        return ERROR_INVALID_PARAMETER;
+    }
+};
+
+RegistryHive::RegistryHive(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+RegistryHive::~RegistryHive() = default;
+
+std::unique_ptr<RegistryHive> RegistryHive::Open(const std::string& file, LONG& status) {
+    // SQLite would report a foreign file too, but only once it has read it as a database;
+    // checking the signature first keeps a damaged file strictly read-only to us.
+    if (!LooksLikeDatabase(file)) {
+        status = ERROR_BADDB;
+        return nullptr;
+    }
+    auto h = std::make_unique<Impl>();
+    int rc =
+        sqlite3_open_v2(file.c_str(), &h->db,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (rc != SQLITE_OK) {
+        status = (rc & 0xFF) == SQLITE_CANTOPEN ? ERROR_REGISTRY_IO_FAILED : StatusOf(rc);
+        return nullptr;
+    }
+    sqlite3_busy_handler(h->db, BusyWait, nullptr);
+
+    // Only a file that is ours, or still empty, is touched further.
+    std::int64_t appId = 0, tables = 0, version = 0;
+    rc = h->QueryInt("PRAGMA application_id", appId);
+    if (rc == SQLITE_OK)
+        rc = h->QueryInt("SELECT count(*) FROM sqlite_schema", tables);
+    if (rc != SQLITE_OK || (appId != kApplicationId && (appId != 0 || tables != 0))) {
+        status = rc != SQLITE_OK ? StatusOf(rc) : ERROR_BADDB;
+        return nullptr;
+    }
+    // WAL lets readers go on while another process writes; FULL syncs the log at every
+    // commit, so an acknowledged write survives a crash of the machine, not only of the
+    // process.
+    std::int64_t ignored = 0;
+    rc = h->QueryInt("PRAGMA journal_mode=WAL", ignored);
+    if (rc == SQLITE_OK)
+        rc = h->Exec("PRAGMA synchronous=FULL");
+    if (rc == SQLITE_OK && tables == 0) {
+        // Two processes may meet here on a new file: the write lock orders them and the
+        // second finds the schema made.
+        rc = h->Exec("BEGIN IMMEDIATE");
+        if (rc == SQLITE_OK)
+            rc = h->QueryInt("SELECT count(*) FROM sqlite_schema", tables);
+        if (rc == SQLITE_OK && tables == 0) {
+            rc = h->Exec(kSchema);
+            if (rc == SQLITE_OK) {
+                const std::string seed =
+                    "INSERT INTO keys(id,parent,name,fold,written) VALUES(1,0,'',''," +
+                    std::to_string(NowFileTime()) +
+                    ");PRAGMA application_id=" + std::to_string(kApplicationId) +
+                    ";PRAGMA user_version=" + std::to_string(kSchemaVersion) + ";";
+                rc = h->Exec(seed.c_str());
+            }
+        }
+        rc = rc == SQLITE_OK ? h->Exec("COMMIT") : (h->Exec("ROLLBACK"), rc);
+    }
+    if (rc == SQLITE_OK)
+        rc = h->QueryInt("PRAGMA user_version", version);
+    if (rc == SQLITE_OK && version != kSchemaVersion) {
+        status = ERROR_BADDB; // made by another version of the store
+        return nullptr;
+    }
+    for (int i = 0; rc == SQLITE_OK && i < kStmtCount; ++i)
+        rc = sqlite3_prepare_v3(h->db, kSql[i], -1, SQLITE_PREPARE_PERSISTENT, &h->st[i], nullptr);
+    if (rc != SQLITE_OK) {
+        status = StatusOf(rc);
+        return nullptr;
+    }
+    status = ERROR_SUCCESS;
+    return std::unique_ptr<RegistryHive>(new RegistryHive(std::move(h)));
+}
+
+LONG RegistryHive::OpenKey(RegKeyId from, const RegPath& path, RegKeyId& id) {
+    std::lock_guard<std::mutex> g(impl_->m);
+    return impl_->Walk(from, path, id);
+}
+
+LONG RegistryHive::CreateKey(RegKeyId from, const RegPath& path, const std::wstring& className,
+                             RegKeyId& id, bool& created) {
+    std::lock_guard<std::mutex> g(impl_->m);
+    // Most creates find the key there already; that needs no write lock.
+    created = false;
+    LONG r = impl_->Walk(from, path, id);
+    if (r != ERROR_FILE_NOT_FOUND)
+        return r;
+    Impl::Write w(*impl_);
+    if (w.Status() != ERROR_SUCCESS)
+        return w.Status();
+    r = impl_->WalkCreate(from, path, className, id, created);
+    return r == ERROR_SUCCESS ? w.Commit() : r;
+}
+
+LONG RegistryHive::DeleteKey(RegKeyId from, const RegPath& path) {
+    std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Write w(*impl_);
+    if (w.Status() != ERROR_SUCCESS)
+        return w.Status();
+    RegKeyId id = 0, parent = 0;
+    LONG r = impl_->Walk(from, path, id, &parent);
+    if (r != ERROR_SUCCESS)
+        return r;
+    if (id == kRootKey)
+        return ERROR_ACCESS_DENIED;
+    if (path.empty()) {
+        Use s(impl_->st[kParentOf]);
+        sqlite3_bind_int64(s, 1, id);
+        const int rc = sqlite3_step(s);
+        if (rc != SQLITE_ROW)
+            return rc == SQLITE_DONE ? ERROR_KEY_DELETED : StatusOf(rc);
+        parent = sqlite3_column_int64(s, 0);
+    }
+    {
+        Use s(impl_->st[kHasChildren]);
+        sqlite3_bind_int64(s, 1, id);
+        const int rc = sqlite3_step(s);
+        if (rc == SQLITE_ROW)
+            return ERROR_ACCESS_DENIED;
+        if (rc != SQLITE_DONE)
+            return StatusOf(rc);
+    }
+    for (Stmt which : {kDeleteKeyValues, kDeleteKeyRow}) {
+        Use s(impl_->st[which]);
+        sqlite3_bind_int64(s, 1, id);
+        const int rc = sqlite3_step(s);
+        if (rc != SQLITE_DONE)
+            return StatusOf(rc);
+    }
+    r = impl_->Touch(parent, NowFileTime());
+    return r == ERROR_SUCCESS ? w.Commit() : r;
+}
+
+LONG RegistryHive::QueryValue(RegKeyId key, std::wstring_view name, DWORD& type,
+                              std::string& data) {
+    const std::string fold = FoldBytes(name);
+    std::lock_guard<std::mutex> g(impl_->m);
+    Use s(impl_->st[kGetValue]);
+    sqlite3_bind_int64(s, 1, key);
+    BindText(s, 2, fold);
+    const int rc = sqlite3_step(s);
+    if (rc != SQLITE_ROW)
+        return rc == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : StatusOf(rc);
+    type = static_cast<DWORD>(sqlite3_column_int64(s, 0));
+    const void* blob = sqlite3_column_blob(s, 1);
+    data.assign(static_cast<const char*>(blob),
+                blob ? static_cast<std::size_t>(sqlite3_column_bytes(s, 1)) : 0);
+    return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::SetValue(RegKeyId key, std::wstring_view name, DWORD type,
+                            std::string_view data) {
+    if (name.size() > kMaxValueNameLength)
+        return ERROR_INVALID_PARAMETER;
+    std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Write w(*impl_);
+    if (w.Status() != ERROR_SUCCESS)
+        return w.Status();
+    LONG r = impl_->Touch(key, NowFileTime()); // also tells whether the key still exists
+    if (r == ERROR_SUCCESS)
+        r = impl_->Upsert(key, name, type, data);
+    return r == ERROR_SUCCESS ? w.Commit() : r;
+}
+
+LONG RegistryHive::DeleteValue(RegKeyId key, std::wstring_view name) {
+    std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Write w(*impl_);
+    if (w.Status() != ERROR_SUCCESS)
+        return w.Status();
+    LONG r = impl_->RemoveValue(key, name);
+    if (r == ERROR_SUCCESS)
+        r = impl_->Touch(key, NowFileTime());
+    return r == ERROR_SUCCESS ? w.Commit() : r;
+}
+
+LONG RegistryHive::EnumKey(RegKeyId key, DWORD index, RegEnumCursor& cursor, std::wstring& name,
+                           std::wstring& className, std::int64_t& lastWrite) {
+    std::lock_guard<std::mutex> g(impl_->m);
+    const std::uint64_t stamp = impl_->Stamp();
+    const bool next = cursor.hive == this && cursor.key == key && cursor.stamp == stamp &&
+                      index > 0 && cursor.index + 1 == index;
+    Use s(impl_->st[next ? kEnumKeyAfter : kEnumKeyAt]);
+    sqlite3_bind_int64(s, 1, key);
+    if (next)
+        BindText(s, 2, cursor.fold);
+    else
+        sqlite3_bind_int64(s, 2, index);
+    const int rc = sqlite3_step(s);
+    if (rc != SQLITE_ROW)
+        return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : StatusOf(rc);
+    name = ColumnName(s, 0);
+    className = ColumnName(s, 1);
+    lastWrite = sqlite3_column_int64(s, 2);
+    cursor.hive = this;
+    cursor.key = key;
+    cursor.index = index;
+    cursor.stamp = stamp;
+    cursor.fold.assign(reinterpret_cast<const char*>(sqlite3_column_text(s, 3)),
+                       static_cast<std::size_t>(sqlite3_column_bytes(s, 3)));
+    return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::EnumValue(RegKeyId key, DWORD index, RegEnumCursor& cursor, std::wstring& name,
+                             DWORD& type, std::string& data) {
+    std::lock_guard<std::mutex> g(impl_->m);
+    const std::uint64_t stamp = impl_->Stamp();
+    const bool next = cursor.hive == this && cursor.key == key && cursor.stamp == stamp &&
+                      index > 0 && cursor.index + 1 == index;
+    Use s(impl_->st[next ? kEnumValueAfter : kEnumValueAt]);
+    sqlite3_bind_int64(s, 1, key);
+    sqlite3_bind_int64(s, 2, next ? cursor.row : static_cast<std::int64_t>(index));
+    const int rc = sqlite3_step(s);
+    if (rc != SQLITE_ROW)
+        return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : StatusOf(rc);
+    name = ColumnName(s, 0);
+    type = static_cast<DWORD>(sqlite3_column_int64(s, 1));
+    const void* blob = sqlite3_column_blob(s, 2);
+    data.assign(static_cast<const char*>(blob),
+                blob ? static_cast<std::size_t>(sqlite3_column_bytes(s, 2)) : 0);
+    cursor.hive = this;
+    cursor.key = key;
+    cursor.index = index;
+    cursor.stamp = stamp;
+    cursor.row = sqlite3_column_int64(s, 3);
+    return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::QueryInfo(RegKeyId key, RegKeyInfo& info) {
+    std::lock_guard<std::mutex> g(impl_->m);
+    {
+        Use s(impl_->st[kKeyInfo]);
+        sqlite3_bind_int64(s, 1, key);
+        const int rc = sqlite3_step(s);
+        if (rc != SQLITE_ROW)
+            return rc == SQLITE_DONE ? ERROR_KEY_DELETED : StatusOf(rc);
+        info.className = ColumnName(s, 0);
+        info.lastWrite = sqlite3_column_int64(s, 1);
+    }
+    for (Stmt which : {kSubKeyStats, kValueStats}) {
+        Use s(impl_->st[which]);
+        sqlite3_bind_int64(s, 1, key);
+        const int rc = sqlite3_step(s);
+        if (rc != SQLITE_ROW)
+            return StatusOf(rc);
+        const auto a = static_cast<DWORD>(sqlite3_column_int64(s, 0));
+        const auto b = static_cast<DWORD>(sqlite3_column_int64(s, 1));
+        const auto c = static_cast<DWORD>(sqlite3_column_int64(s, 2));
+        if (which == kSubKeyStats)
+            info.subKeys = a, info.maxSubKeyLength = b, info.maxClassLength = c;
+        else
+            info.values = a, info.maxValueNameLength = b, info.maxValueBytes = c;
+    }
+    return ERROR_SUCCESS;
+}
+
+LONG RegistryHive::Apply(const std::vector<RegChange>& changes) {
+    std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Write w(*impl_);
+    if (w.Status() != ERROR_SUCCESS)
+        return w.Status();
+    for (const RegChange& c : changes) {
+        const LONG r = impl_->ApplyOne(c);
+        if (r != ERROR_SUCCESS)
+            return r;
+    }
+    return w.Commit();
+}
+
+} // namespace tlv::platform

@@ -1,0 +1,368 @@
+// WUTLRegistry and GetRegSzValue: path-addressed keys, the static one-call helpers with their
+// default write-back, the name lists and recursive deletion.
+#include "platform/registry_raw.h"
+#include "platform/registry_sandbox.h"
+
+#include <tlvutl/encoding.h>
+#include <tlvutl/registry.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+namespace {
+
+constexpr const wchar_t* kUser = L"HKEY_CURRENT_USER\\";
+
+// Reaches the protected building blocks.
+class Probe : public WUTLRegistry {
+public:
+    using WUTLRegistry::HelperGetCurrentHandle;
+    using WUTLRegistry::HelperGetHKeyConstant;
+    using WUTLRegistry::HelperGetString;
+    using WUTLRegistry::HelperParseRootFromSubKey;
+    using WUTLRegistry::WUTLRegistry;
+};
+
+// The stored type and bytes of a value, read past WUTLRegistry.
+std::string Stored(const wchar_t* path, const wchar_t* name, DWORD* type = nullptr) {
+    Probe key(path);
+    if (!key.HelperGetCurrentHandle())
+        return "<no key>";
+    BYTE buffer[2048];
+    DWORD size = sizeof buffer;
+    if (tlv::platform::RegQueryValueRaw(key.HelperGetCurrentHandle(), name, type, buffer, &size) !=
+        ERROR_SUCCESS)
+        return "<missing>";
+    return std::string(reinterpret_cast<char*>(buffer), size);
+}
+
+std::string U16(const wchar_t* text) {
+    return TlvUtils::ToUtf16LE(text);
+}
+
+std::wstring List(const wchar_t* buffer, int size) {
+    return std::wstring(buffer, static_cast<std::size_t>(size));
+}
+
+class WUTLRegistryTest : public ::testing::Test {
+protected:
+    RegistrySandbox sandbox;
+};
+
+TEST_F(WUTLRegistryTest, RootNamesAreExactAndCaseSensitive) {
+    ASSERT_EQ(WUTLRegistry::CreateKey(L"HKEY_LOCAL_MACHINE\\Software\\Talvo"), 0);
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE"), 0); // the root itself
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE\\Software\\Talvo"), 0);
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE\\Software\\Missing"),
+              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKLM\\Software"), ERROR_OPEN_FAILED);
+    EXPECT_EQ(WUTLRegistry::IsValid(L"hkey_current_user\\x"), ERROR_OPEN_FAILED);
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE_\\x"), ERROR_OPEN_FAILED);
+    EXPECT_EQ(WUTLRegistry::IsValid(L""), ERROR_OPEN_FAILED);
+    EXPECT_EQ(WUTLRegistry::IsValid(nullptr), -1);
+    EXPECT_EQ(WUTLRegistry::CreateKey(L"HKCU\\x"), -1);
+    EXPECT_EQ(WUTLRegistry::CreateKey(nullptr), -1);
+
+    const std::pair<const wchar_t*, HKEY> roots[] = {
+        {L"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},
+        {L"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
+        {L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
+        {L"HKEY_USERS", HKEY_USERS},
+        {L"HKEY_CURRENT_CONFIG", HKEY_CURRENT_CONFIG},
+        {L"HKEY_PERFORMANCE_DATA", HKEY_PERFORMANCE_DATA}};
+    for (const auto& [name, key] : roots) {
+        HKEY found = nullptr;
+        EXPECT_EQ(Probe::HelperGetHKeyConstant(name, found), 1);
+        EXPECT_EQ(found, key);
+        EXPECT_EQ(Probe::HelperGetString(key), name);
+        EXPECT_EQ(WUTLRegistry::IsValid(name), 0);
+    }
+    HKEY found = HKEY_USERS;
+    EXPECT_EQ(Probe::HelperGetHKeyConstant(L"HKEY_Users", found), 0);
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(Probe::HelperGetString(reinterpret_cast<HKEY>(0x1234)), L"");
+
+    wchar_t buffer[MAX_PATH] = L"HKEY_USERS\\S-1\\Software";
+    HKEY root = nullptr;
+    EXPECT_EQ(Probe::HelperParseRootFromSubKey(buffer, root), 1);
+    EXPECT_EQ(root, HKEY_USERS);
+    EXPECT_STREQ(buffer, L"S-1\\Software");
+}
+
+TEST_F(WUTLRegistryTest, OpenKeyKeepsTheOldKeyWhenTheNewOneFails) {
+    ASSERT_EQ(WUTLRegistry::CreateKey(L"HKEY_CURRENT_USER\\A"), 0);
+    Probe key(L"HKEY_CURRENT_USER\\A");
+    const HKEY first = key.HelperGetCurrentHandle();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(key.OpenKey(L"HKEY_CURRENT_USER\\Missing"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(key.HelperGetCurrentHandle(), first);
+    CString path;
+    EXPECT_TRUE(key.GetCurrentKeyLocation(path));
+    EXPECT_EQ(path, L"HKEY_CURRENT_USER\\A");
+    EXPECT_EQ(key.OpenKey(nullptr), ERROR_FILE_NOT_FOUND); // the last result, unchanged
+    EXPECT_EQ(key.IsValid(), 0);                           // reopens the stored path
+
+    // Opening with create makes the key and holds it for reading and writing whatever was
+    // asked for.
+    Probe made(L"HKEY_CURRENT_USER\\A\\B\\C", KEY_WRITE, 1);
+    ASSERT_NE(made.HelperGetCurrentHandle(), nullptr);
+    EXPECT_EQ(made.SetValue(L"n", 5), 0);
+    int n = 0;
+    EXPECT_EQ(made.GetValue(L"n", n), 0);
+    EXPECT_EQ(n, 5);
+    // Opened without create, KEY_WRITE is what it says.
+    Probe writeOnly(L"HKEY_CURRENT_USER\\A\\B\\C", KEY_WRITE, 0);
+    EXPECT_EQ(writeOnly.GetValue(L"n", n), ERROR_ACCESS_DENIED);
+
+    // Unopened objects.
+    Probe none;
+    EXPECT_EQ(none.IsValid(), ERROR_OPEN_FAILED);
+    EXPECT_EQ(none.GetValue(L"n", n), -1);
+    EXPECT_EQ(none.SetValue(L"n", 1), -1);
+    EXPECT_EQ(none.DeleteRegistryValue(L"n"), -1);
+    wchar_t list[8];
+    EXPECT_EQ(none.GetSubkeyList(list, 8), -1);
+
+    // Paths past MAX_PATH are refused, not cut to a different key.
+    const std::wstring longPath = L"HKEY_CURRENT_USER\\" + std::wstring(300, L'k');
+    EXPECT_EQ(WUTLRegistry::IsValid(longPath.c_str()), ERROR_BAD_PATHNAME);
+}
+
+TEST_F(WUTLRegistryTest, ValuesKeepTheBytesTheInterfaceDefines) {
+    WUTLRegistry key(L"HKEY_CURRENT_USER\\Values", KEY_READ | KEY_WRITE, 1);
+    ASSERT_EQ(key.SetValue(L"text", L"abc"), 0);
+    ASSERT_EQ(key.SetValue(L"empty", L""), 0);
+    ASSERT_EQ(key.SetValue(L"int", -2), 0);
+    DWORD type = 0;
+    // REG_SZ without its NUL, an empty text as zero bytes, REG_DWORD little-endian.
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"text", &type), U16(L"abc"));
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"empty", &type), "");
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"int", &type), "\xFE\xFF\xFF\xFF");
+    EXPECT_EQ(type, static_cast<DWORD>(REG_DWORD));
+
+    CString text = L"old";
+    EXPECT_EQ(key.GetValue(L"TEXT", text), 0);
+    EXPECT_EQ(text, L"abc");
+    EXPECT_EQ(key.GetValue(L"missing", text), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(text, L"abc"); // left as the failed call left it
+    int n = 0;
+    EXPECT_EQ(key.GetValue(L"int", n), 0);
+    EXPECT_EQ(n, -2);
+    // The stored type is not checked: a DWORD read as text is its bytes as UTF-16.
+    ASSERT_EQ(key.SetValue(L"aa", 0x00410041), 0);
+    EXPECT_EQ(key.GetValue(L"aa", text), 0);
+    EXPECT_EQ(text, L"AA");
+    // A text longer than 260 characters does not fit the reader's buffer.
+    ASSERT_EQ(key.SetValue(L"long", std::wstring(261, L'x').c_str()), 0);
+    EXPECT_EQ(key.GetValue(L"long", text), ERROR_MORE_DATA);
+    ASSERT_EQ(key.SetValue(L"fits", std::wstring(260, L'y').c_str()), 0);
+    EXPECT_EQ(key.GetValue(L"fits", text), 0);
+    EXPECT_EQ(text, CString(std::wstring(260, L'y')));
+
+    // Enumeration in the order first set, names, texts and integers.
+    CString name, value;
+    EXPECT_EQ(key.GetNextValue(name, value, 0), 0);
+    EXPECT_EQ(name, L"text");
+    EXPECT_EQ(value, L"abc");
+    EXPECT_EQ(key.GetNextValue(name, n, 2), 0);
+    EXPECT_EQ(name, L"int");
+    EXPECT_EQ(n, -2);
+    EXPECT_EQ(key.GetNextValue(name, 1), 0);
+    EXPECT_EQ(name, L"empty");
+    EXPECT_EQ(key.GetNextValue(name, 6), ERROR_NO_MORE_ITEMS);
+}
+
+TEST_F(WUTLRegistryTest, DeleteRegistryValueLeavesTheObjectClosed) {
+    WUTLRegistry::RegWriteString(L"Del", L"v", L"1", kUser);
+    Probe key(L"HKEY_CURRENT_USER\\Del", KEY_READ | KEY_WRITE);
+    ASSERT_NE(key.HelperGetCurrentHandle(), nullptr);
+    EXPECT_EQ(key.DeleteRegistryValue(L"v"), 0);
+    EXPECT_EQ(key.HelperGetCurrentHandle(), nullptr);
+    CString path = L"x";
+    key.GetCurrentKeyLocation(path);
+    EXPECT_EQ(path, L"");
+    EXPECT_EQ(key.DeleteRegistryValue(L"v"), -1); // no key open any more
+
+    // Also when the deletion fails.
+    ASSERT_EQ(key.OpenKey(L"HKEY_CURRENT_USER\\Del", 0, KEY_READ), 0);
+    EXPECT_EQ(key.DeleteRegistryValue(L"v"), ERROR_ACCESS_DENIED); // read-only
+    EXPECT_EQ(key.HelperGetCurrentHandle(), nullptr);
+    ASSERT_EQ(key.OpenKey(L"HKEY_CURRENT_USER\\Del", 0, KEY_ALL_ACCESS), 0);
+    EXPECT_EQ(key.DeleteRegistryValue(L"missing"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(key.HelperGetCurrentHandle(), nullptr);
+    int n = 0;
+    EXPECT_EQ(key.GetValue(L"v", n), -1);
+}
+
+TEST_F(WUTLRegistryTest, CopiesShareTheHandleAndFailCleanlyAfterTheOriginalCloses) {
+    WUTLRegistry::RegWriteString(L"Copy", L"v", L"1", kUser);
+    auto* original = new Probe(L"HKEY_CURRENT_USER\\Copy");
+    const Probe copy(*original);
+    EXPECT_EQ(copy.HelperGetCurrentHandle(), original->HelperGetCurrentHandle());
+    delete original;
+    Probe again(copy);
+    CString text;
+    EXPECT_EQ(again.GetValue(L"v", text), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(WUTLRegistryTest, RegReadIntWritesTheDefaultBackAsText) {
+    EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"Count", 7, kUser), 7);
+    DWORD type = 0;
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Software\\Talvo\\New", L"Count", &type), U16(L"7"));
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"Count", 9, kUser), 7);
+
+    // Leading digits count, anything else gives 0; a REG_DWORD is taken as text.
+    WUTLRegistry key(L"HKEY_CURRENT_USER\\Software\\Talvo\\New", KEY_ALL_ACCESS);
+    key.SetValue(L"mixed", L"42abc");
+    key.SetValue(L"word", L"abc");
+    key.SetValue(L"negative", L" -15");
+    key.SetValue(L"dword", 7);
+    EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"mixed", 1, kUser), 42);
+    EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"word", 1, kUser), 0);
+    EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"negative", 1, kUser), -15);
+    EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"dword", 1, kUser), 0);
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Software\\Talvo\\New", L"dword", &type),
+              std::string("\x07\0\0\0", 4)); // nothing written back: it was read
+    EXPECT_EQ(WUTLRegistry::RegReadInt(L"x", L"y", -3, L"HKLM\\"), -3);
+}
+
+TEST_F(WUTLRegistryTest, RegReadStringCutsCopiesAndWritesTheDefaultBack) {
+    wchar_t buffer[8] = L"unused";
+    EXPECT_EQ(WUTLRegistry::RegReadString(L"S", L"Name", L"Default", buffer, 8, kUser), 7);
+    EXPECT_STREQ(buffer, L"Default");
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\S", L"Name"), U16(L"Default"));
+    // Cut to size - 1 with a NUL in the last place.
+    EXPECT_EQ(WUTLRegistry::RegReadString(L"S", L"Name", L"x", buffer, 4, kUser), 3);
+    EXPECT_STREQ(buffer, L"Def");
+    // A missing value with a null default writes nothing and leaves the buffer.
+    EXPECT_EQ(WUTLRegistry::RegReadString(L"S", L"Other", nullptr, buffer, 8, kUser), 3);
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\S", L"Other"), "<missing>");
+    // Null value name: the value-name list; null sub-key: the sub-key list of the prefix.
+    WUTLRegistry::RegWriteString(L"S", L"Second", L"2", kUser);
+    wchar_t list[32];
+    EXPECT_EQ(WUTLRegistry::RegReadString(L"S", nullptr, nullptr, list, 32, kUser), 4);
+    EXPECT_EQ(List(list, 13), std::wstring(L"Name\0Second\0\0", 13));
+    WUTLRegistry::CreateKey(L"HKEY_CURRENT_USER\\S\\Kid");
+    EXPECT_EQ(
+        WUTLRegistry::RegReadString(nullptr, L"v", nullptr, list, 32, L"HKEY_CURRENT_USER\\S"), 3);
+    EXPECT_EQ(List(list, 5), std::wstring(L"Kid\0\0", 5));
+}
+
+TEST_F(WUTLRegistryTest, NameListsEndInTwoNulsAndCutWhatDoesNotFit) {
+    for (const wchar_t* name : {L"gamma", L"alpha", L"beta"})
+        WUTLRegistry::CreateKey((std::wstring(L"HKEY_CURRENT_USER\\L\\") + name).c_str());
+    WUTLRegistry key(L"HKEY_CURRENT_USER\\L");
+    wchar_t buffer[32];
+    std::fill(std::begin(buffer), std::end(buffer), L'#');
+    EXPECT_EQ(key.GetSubkeyList(buffer, 32), 0);
+    EXPECT_EQ(List(buffer, 18), std::wstring(L"alpha\0beta\0gamma\0\0", 18));
+
+    std::fill(std::begin(buffer), std::end(buffer), L'#');
+    EXPECT_EQ(key.GetSubkeyList(buffer, 10), ERROR_MORE_DATA);
+    EXPECT_EQ(List(buffer, 11), std::wstring(L"alpha\0be\0\0#", 11));
+    std::fill(std::begin(buffer), std::end(buffer), L'#');
+    EXPECT_EQ(key.GetSubkeyList(buffer, 12), ERROR_MORE_DATA);
+    EXPECT_EQ(List(buffer, 13), std::wstring(L"alpha\0beta\0\0#", 13));
+    // Exactly full: the closing NUL pair still lands in the last two characters.
+    std::fill(std::begin(buffer), std::end(buffer), L'#');
+    EXPECT_EQ(key.GetSubkeyList(buffer, 18), 0);
+    EXPECT_EQ(List(buffer, 19), std::wstring(L"alpha\0beta\0gamma\0\0#", 19));
+    std::fill(std::begin(buffer), std::end(buffer), L'#');
+    EXPECT_EQ(key.GetSubkeyList(buffer, 2), ERROR_MORE_DATA);
+    EXPECT_EQ(List(buffer, 3), std::wstring(L"\0\0#", 3));
+
+    WUTLRegistry empty(L"HKEY_CURRENT_USER\\L\\beta");
+    std::fill(std::begin(buffer), std::end(buffer), L'#');
+    EXPECT_EQ(empty.GetValueNameList(buffer, 32), 0);
+    EXPECT_EQ(List(buffer, 3), std::wstring(L"\0#", 2) + L"#");
+}
+
+TEST_F(WUTLRegistryTest, DeleteRegistryKeyRemovesTheWholeTreeAndNothingElse) {
+    for (const wchar_t* path : {L"T\\a\\x\\deep", L"T\\a\\y", L"T\\b", L"T2\\keep"})
+        WUTLRegistry::RegWriteString(path, L"v", L"1", kUser);
+    EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(L"HKEY_CURRENT_USER\\T"), 0);
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_CURRENT_USER\\T"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_CURRENT_USER\\T2\\keep"), 0);
+    EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(L"HKEY_CURRENT_USER\\T"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(nullptr), -1);
+    EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(L"HKCU\\T2"), ERROR_OPEN_FAILED);
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_CURRENT_USER\\T2\\keep"), 0);
+}
+
+TEST_F(WUTLRegistryTest, RegWriteStringAndBinary) {
+    EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", L"text", kUser), 1); // creates
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\W\\Sub", L"v"), U16(L"text"));
+    EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", nullptr, kUser), 1); // deletes
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\W\\Sub", L"v"), "<missing>");
+    EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", nullptr, kUser), 0);
+    EXPECT_EQ(WUTLRegistry::RegWriteString(L"W", nullptr, nullptr, kUser), 1); // the tree
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_CURRENT_USER\\W"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(WUTLRegistry::RegWriteString(L"W", L"v", L"x", L"HKLM\\"), 0);
+
+    const BYTE bytes[] = {0, 1, 2, 0xFF, 0};
+    EXPECT_NE(WUTLRegistry::RegWriteBinary(L"Bin", L"b", bytes, 5, kUser), 0);
+    DWORD type = 0;
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Bin", L"b", &type), std::string("\0\1\2\xFF\0", 5));
+    EXPECT_EQ(type, static_cast<DWORD>(REG_BINARY));
+    BYTE out[8] = {};
+    EXPECT_EQ(WUTLRegistry::RegReadBinary(L"Bin", L"b", out, 8, kUser), 5);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(out), 5), std::string("\0\1\2\xFF\0", 5));
+    EXPECT_EQ(WUTLRegistry::RegReadBinary(L"Bin", L"b", out, 4, kUser), -1);
+    EXPECT_EQ(WUTLRegistry::RegReadBinary(L"Bin", L"none", out, 8, kUser), -1);
+    EXPECT_EQ(WUTLRegistry::RegReadBinary(L"None", L"b", out, 8, kUser), -1);
+    EXPECT_EQ(WUTLRegistry::RegReadBinary(nullptr, L"b", out, 8, kUser), -1);
+    EXPECT_EQ(WUTLRegistry::RegWriteBinary(L"Bin", nullptr, bytes, 5, kUser), 0);
+}
+
+TEST_F(WUTLRegistryTest, GetRegSzValueTakesStringsAndExpandsVariables) {
+    ::setenv("TEMP", "/var/tmp/tlv", 1);
+    Probe key(L"HKEY_CURRENT_USER\\Sz", KEY_ALL_ACCESS, 1);
+    key.SetValue(L"plain", L"hello");
+    key.SetValue(L"dword", 5);
+    key.SetValue(L"empty", L"");
+    const std::string expand = U16(L"%TEMP%\\x") + std::string(2, '\0');
+    const std::string tooLong = U16((L"%TEMP%" + std::wstring(250, L'y')).c_str());
+    HKEY h = key.HelperGetCurrentHandle();
+    tlv::platform::RegSetValueRaw(h, L"expand", REG_EXPAND_SZ,
+                                  reinterpret_cast<const BYTE*>(expand.data()),
+                                  static_cast<DWORD>(expand.size()));
+    tlv::platform::RegSetValueRaw(h, L"long", REG_EXPAND_SZ,
+                                  reinterpret_cast<const BYTE*>(tooLong.data()),
+                                  static_cast<DWORD>(tooLong.size()));
+
+    wchar_t* text = nullptr;
+    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"plain", &text));
+    EXPECT_STREQ(text, L"hello"); // stored without NUL, handed back terminated
+    std::free(text);
+    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"expand", &text));
+    EXPECT_STREQ(text, L"/var/tmp/tlv\\x");
+    std::free(text);
+    text = nullptr;
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"dword", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"empty", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"long", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"missing", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Nope", L"plain", &text));
+    EXPECT_EQ(text, nullptr);
+}
+
+TEST_F(WUTLRegistryTest, DamagedStoreGivesStatusesAndDefaults) {
+    { std::ofstream(sandbox.File("HKEY_LOCAL_MACHINE"), std::ios::binary) << "not a database"; }
+    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE\\Software"), ERROR_BADDB);
+    EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software", L"n", 4, L"HKEY_LOCAL_MACHINE\\"), 4);
+    wchar_t buffer[8] = L"";
+    EXPECT_EQ(
+        WUTLRegistry::RegReadString(L"Software", L"s", L"def", buffer, 8, L"HKEY_LOCAL_MACHINE\\"),
+        3);
+    EXPECT_EQ(WUTLRegistry::RegWriteString(L"Software", L"s", L"x", L"HKEY_LOCAL_MACHINE\\"), 0);
+    WUTLRegistry key(L"HKEY_LOCAL_MACHINE\\Software", KEY_ALL_ACCESS, 1);
+    EXPECT_EQ(key.IsValid(), ERROR_OPEN_FAILED);
+}
+
+} // namespace

@@ -1,0 +1,500 @@
+// The Win32 registry functions on the store: names, order, statuses, bytes and handles.
+#include "platform/registry_raw.h"
+#include "platform/registry_sandbox.h"
+
+#include <tlvutl/encoding.h>
+#include <tlvutl/registry.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace TlvUtl;
+
+HKEY Create(HKEY parent, const wchar_t* path, REGSAM sam = KEY_ALL_ACCESS,
+            DWORD* disposition = nullptr) {
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(parent, path, 0, nullptr, 0, sam, nullptr, &key, disposition),
+              ERROR_SUCCESS)
+        << "creating " << TlvUtils::ToUtf8(path);
+    return key;
+}
+
+LONG Open(HKEY parent, const wchar_t* path, HKEY& key, REGSAM sam = KEY_READ) {
+    return RegOpenKeyExW(parent, path, 0, sam, &key);
+}
+
+std::string Raw(HKEY key, const wchar_t* name, DWORD* type = nullptr) {
+    DWORD size = 0;
+    if (tlv::platform::RegQueryValueRaw(key, name, type, nullptr, &size) != ERROR_SUCCESS)
+        return "<missing>";
+    std::string bytes(size, '\0');
+    EXPECT_EQ(tlv::platform::RegQueryValueRaw(key, name, type,
+                                              reinterpret_cast<BYTE*>(bytes.data()), &size),
+              ERROR_SUCCESS);
+    return bytes;
+}
+
+LONG SetBytes(HKEY key, const wchar_t* name, DWORD type, const std::string& bytes) {
+    return RegSetValueExW(key, name, 0, type, reinterpret_cast<const BYTE*>(bytes.data()),
+                          static_cast<DWORD>(bytes.size()));
+}
+
+std::vector<std::wstring> SubKeys(HKEY key) {
+    std::vector<std::wstring> names;
+    for (DWORD i = 0;; ++i) {
+        wchar_t name[256];
+        DWORD length = 256;
+        const LONG r = RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr);
+        if (r != ERROR_SUCCESS) {
+            EXPECT_EQ(r, ERROR_NO_MORE_ITEMS);
+            return names;
+        }
+        names.emplace_back(name, length);
+    }
+}
+
+struct Entry {
+    std::wstring name;
+    DWORD type;
+    std::string bytes;
+    bool operator==(const Entry&) const = default;
+};
+
+std::vector<Entry> Values(HKEY key) {
+    std::vector<Entry> out;
+    for (DWORD i = 0;; ++i) {
+        Entry e;
+        const LONG r = tlv::platform::RegEnumValueBytes(key, i, e.name, e.type, e.bytes);
+        if (r != ERROR_SUCCESS) {
+            EXPECT_EQ(r, ERROR_NO_MORE_ITEMS);
+            return out;
+        }
+        out.push_back(e);
+    }
+}
+
+std::string U16(const wchar_t* text, bool withNul) {
+    std::string b = TlvUtils::ToUtf16LE(text);
+    if (withNul)
+        b += std::string(2, '\0');
+    return b;
+}
+
+class RegistryApi : public ::testing::Test {
+protected:
+    RegistrySandbox sandbox;
+};
+
+TEST_F(RegistryApi, NamesCompareWithoutCaseAndKeepTheirFirstCase) {
+    DWORD disposition = 0;
+    HKEY a = Create(HKEY_CURRENT_USER, L"Software\\Talvo\\Units", KEY_ALL_ACCESS, &disposition);
+    EXPECT_EQ(disposition, static_cast<DWORD>(REG_CREATED_NEW_KEY));
+    HKEY b = Create(HKEY_CURRENT_USER, L"SOFTWARE\\talvo\\UNITS", KEY_ALL_ACCESS, &disposition);
+    EXPECT_EQ(disposition, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
+
+    ASSERT_EQ(SetBytes(a, L"Precision", REG_DWORD, std::string("\x02\0\0\0", 4)), 0);
+    ASSERT_EQ(SetBytes(b, L"PRECISION", REG_DWORD, std::string("\x03\0\0\0", 4)), 0);
+    const std::vector<Entry> values = Values(a);
+    ASSERT_EQ(values.size(), 1u);
+    EXPECT_EQ(values[0].name, L"Precision");
+    EXPECT_EQ(values[0].bytes, std::string("\x03\0\0\0", 4));
+
+    HKEY soft = nullptr;
+    ASSERT_EQ(Open(HKEY_CURRENT_USER, L"software", soft, KEY_ALL_ACCESS), 0);
+    EXPECT_EQ(SubKeys(soft), std::vector<std::wstring>{L"Talvo"});
+    // Non-ASCII letters fold too.
+    RegCloseKey(Create(soft, L"\u00e4rger"));
+    HKEY umlaut = nullptr;
+    EXPECT_EQ(Open(soft, L"\u00c4RGER", umlaut), 0);
+    for (HKEY k : {a, b, soft, umlaut})
+        RegCloseKey(k);
+}
+
+TEST_F(RegistryApi, SubKeysEnumerateInUpperCaseOrderValuesInFirstSetOrder) {
+    HKEY key = Create(HKEY_CURRENT_USER, L"Order");
+    // Upper case puts 'B' (0x42) before '_' (0x5F); lower case would not.
+    for (const wchar_t* name : {L"b", L"a_", L"AB", L"a", L"Zeta", L"_x"})
+        RegCloseKey(Create(key, name));
+    EXPECT_EQ(SubKeys(key), (std::vector<std::wstring>{L"a", L"AB", L"a_", L"b", L"Zeta", L"_x"}));
+
+    for (const wchar_t* name : {L"c", L"a", L"b"})
+        ASSERT_EQ(SetBytes(key, name, REG_BINARY, "1"), 0);
+    ASSERT_EQ(SetBytes(key, L"A", REG_BINARY, "2"), 0); // an update keeps the place
+    ASSERT_EQ(RegDeleteValueW(key, L"c"), 0);
+    ASSERT_EQ(SetBytes(key, L"C", REG_BINARY, "3"), 0); // set again after a delete: last
+    std::vector<std::wstring> names;
+    for (const Entry& e : Values(key))
+        names.push_back(e.name);
+    EXPECT_EQ(names, (std::vector<std::wstring>{L"a", L"b", L"C"}));
+    RegCloseKey(key);
+}
+
+TEST_F(RegistryApi, StatusCodes) {
+    HKEY key = Create(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\Status");
+    HKEY child = Create(key, L"Child");
+    HKEY missing = nullptr;
+    EXPECT_EQ(Open(key, L"Nope", missing), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(missing, nullptr);
+    EXPECT_EQ(RegQueryValueExW(key, L"nothing", nullptr, nullptr, nullptr, nullptr),
+              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteValueW(key, L"nothing"), ERROR_FILE_NOT_FOUND);
+
+    // A key with sub-keys is not deleted, nor is a root.
+    EXPECT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\Status"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, L""), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyW(key, L"CHILD"), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyW(key, L"Child"), ERROR_FILE_NOT_FOUND);
+    // The deleted key's handle stays valid but reaches nothing.
+    EXPECT_EQ(SetBytes(child, L"v", REG_BINARY, "x"), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegCloseKey(child), ERROR_SUCCESS);
+
+    // Read-only handles refuse writes, write-only handles refuse reads.
+    HKEY ro = nullptr, wo = nullptr;
+    ASSERT_EQ(Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\Status", ro, KEY_READ), 0);
+    ASSERT_EQ(Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\Status", wo, KEY_WRITE), 0);
+    EXPECT_EQ(SetBytes(ro, L"v", REG_BINARY, "x"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteValueW(ro, L"v"), ERROR_ACCESS_DENIED);
+    HKEY sub = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(ro, L"New", 0, nullptr, 0, KEY_READ, nullptr, &sub, nullptr),
+              ERROR_ACCESS_DENIED);
+    EXPECT_EQ(SetBytes(wo, L"v", REG_BINARY, "x"), ERROR_SUCCESS);
+    EXPECT_EQ(RegQueryValueExW(wo, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Raw(ro, L"v"), "x");
+
+    // ERROR_MORE_DATA reports the size and leaves the buffer alone.
+    ASSERT_EQ(SetBytes(key, L"big", REG_BINARY, "0123456789"), 0);
+    BYTE buffer[4] = {'a', 'b', 'c', 'd'};
+    DWORD size = sizeof buffer;
+    EXPECT_EQ(RegQueryValueExW(key, L"big", nullptr, nullptr, buffer, &size), ERROR_MORE_DATA);
+    EXPECT_EQ(size, 10u);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer), 4), "abcd");
+    wchar_t name[2];
+    DWORD length = 1; // "v" needs two with its NUL
+    EXPECT_EQ(RegEnumValueW(key, 0, name, &length, nullptr, nullptr, nullptr, nullptr),
+              ERROR_MORE_DATA);
+    EXPECT_EQ(length, 1u);
+    length = 2;
+    EXPECT_EQ(RegEnumKeyExW(key, 0, name, &length, nullptr, nullptr, nullptr, nullptr),
+              ERROR_NO_MORE_ITEMS);
+    length = 2;
+    EXPECT_EQ(RegEnumValueW(key, 5, name, &length, nullptr, nullptr, nullptr, nullptr),
+              ERROR_NO_MORE_ITEMS);
+
+    // Malformed paths and handles.
+    EXPECT_EQ(Open(HKEY_LOCAL_MACHINE, L"\\SOFTWARE", missing), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\\\Talvo", missing), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\", missing), ERROR_SUCCESS);
+    RegCloseKey(missing);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(SetBytes(key, L"v", REG_BINARY, "x"), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(Open(nullptr, L"x", missing), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(RegCloseKey(nullptr), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(RegCloseKey(HKEY_CURRENT_USER), ERROR_SUCCESS);
+    RegCloseKey(ro);
+    RegCloseKey(wo);
+}
+
+TEST_F(RegistryApi, StringsAreStoredAsTheUtf16BytesTheWriterSent) {
+    HKEY key = Create(HKEY_CURRENT_USER, L"Bytes");
+    const wchar_t text[] = L"abc";
+    // Byte counts for string data are two per wchar_t: 8 with the NUL, 6 without.
+    ASSERT_EQ(RegSetValueExW(key, L"with", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), 8), 0);
+    ASSERT_EQ(RegSetValueExW(key, L"without", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), 6),
+              0);
+    EXPECT_EQ(Raw(key, L"with"), U16(L"abc", true));
+    EXPECT_EQ(Raw(key, L"without"), U16(L"abc", false));
+
+    // Reading into a wide buffer converts; a missing NUL is added when there is room.
+    wchar_t out[8];
+    std::fill(std::begin(out), std::end(out), L'#');
+    DWORD size = sizeof out / 2, type = 0;
+    ASSERT_EQ(
+        RegQueryValueExW(key, L"without", nullptr, &type, reinterpret_cast<BYTE*>(out), &size), 0);
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(size, 6u);
+    EXPECT_STREQ(out, L"abc");
+    std::fill(std::begin(out), std::end(out), L'#');
+    size = 6; // exactly the text: no room for the NUL
+    ASSERT_EQ(
+        RegQueryValueExW(key, L"without", nullptr, nullptr, reinterpret_cast<BYTE*>(out), &size),
+        0);
+    EXPECT_EQ(out[3], L'#');
+    size = 4;
+    EXPECT_EQ(RegQueryValueExW(key, L"with", nullptr, nullptr, reinterpret_cast<BYTE*>(out), &size),
+              ERROR_MORE_DATA);
+    EXPECT_EQ(size, 8u);
+
+    // Beyond the BMP: a surrogate pair in the store, one wchar_t at the edge.
+    const wchar_t smile[] = L"\U0001F600";
+    ASSERT_EQ(RegSetValueExW(key, L"smile", 0, REG_SZ, reinterpret_cast<const BYTE*>(smile), 4), 0);
+    EXPECT_EQ(Raw(key, L"smile"), std::string("\x3D\xD8\x00\xDE\x00\x00", 6));
+    size = sizeof out / 2;
+    ASSERT_EQ(
+        RegQueryValueExW(key, L"smile", nullptr, nullptr, reinterpret_cast<BYTE*>(out), &size), 0);
+    EXPECT_EQ(std::wstring(out), L"\U0001F600");
+
+    // Other types are byte for byte; REG_DWORD is four little-endian bytes.
+    const DWORD dword = 0x0A0B0C0D;
+    ASSERT_EQ(RegSetValueExW(key, L"d", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&dword), 4), 0);
+    EXPECT_EQ(Raw(key, L"d"), std::string("\x0D\x0C\x0B\x0A", 4));
+    const std::string multi = U16(L"one", true) + U16(L"two", true) + std::string(2, '\0');
+    const std::wstring wideMulti(L"one\0two\0\0", 9);
+    ASSERT_EQ(RegSetValueExW(key, L"m", 0, REG_MULTI_SZ,
+                             reinterpret_cast<const BYTE*>(wideMulti.data()), 18),
+              0);
+    EXPECT_EQ(Raw(key, L"m"), multi);
+    ASSERT_EQ(SetBytes(key, L"empty", REG_SZ, ""), 0);
+    EXPECT_EQ(Raw(key, L"empty"), "");
+    RegCloseKey(key);
+}
+
+TEST_F(RegistryApi, QueryInfoCountsAndLengths) {
+    HKEY key = Create(HKEY_CURRENT_USER, L"Info");
+    RegCloseKey(Create(key, L"short"));
+    RegCloseKey(Create(key, L"a-longer-name"));
+    ASSERT_EQ(SetBytes(key, L"v", REG_BINARY, std::string(300, 'x')), 0);
+    ASSERT_EQ(SetBytes(key, L"value-name", REG_SZ, U16(L"hi", true)), 0);
+    DWORD subKeys = 0, maxSub = 0, values = 0, maxName = 0, maxData = 0;
+    FILETIME written{};
+    ASSERT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subKeys, &maxSub, nullptr, &values,
+                               &maxName, &maxData, nullptr, &written),
+              0);
+    EXPECT_EQ(subKeys, 2u);
+    EXPECT_EQ(maxSub, 13u);
+    EXPECT_EQ(values, 2u);
+    EXPECT_EQ(maxName, 10u);
+    EXPECT_EQ(maxData, 300u);
+    // FILETIME of this century (after 2020-01-01).
+    const auto ticks =
+        (static_cast<std::uint64_t>(written.dwHighDateTime) << 32) | written.dwLowDateTime;
+    EXPECT_GT(ticks, 132223104000000000ull);
+    RegCloseKey(key);
+}
+
+TEST_F(RegistryApi, PerformanceDataOpensAndHoldsNothing) {
+    HKEY key = nullptr;
+    ASSERT_EQ(Open(HKEY_PERFORMANCE_DATA, L"", key), 0);
+    EXPECT_EQ(Open(HKEY_PERFORMANCE_DATA, L"Counter", key), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(SetBytes(HKEY_PERFORMANCE_DATA, L"v", REG_BINARY, "x"), ERROR_ACCESS_DENIED);
+    HKEY sub = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(HKEY_PERFORMANCE_DATA, L"x", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                              &sub, nullptr),
+              ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(SubKeys(HKEY_PERFORMANCE_DATA).empty());
+    EXPECT_TRUE(GetRegistryStoreFile(HKEY_PERFORMANCE_DATA).empty());
+    EXPECT_FALSE(std::filesystem::exists(sandbox.File("HKEY_PERFORMANCE_DATA")));
+}
+
+TEST_F(RegistryApi, EachRootHasItsOwnFileAndWritesSurviveReopening) {
+    HKEY user = Create(HKEY_CURRENT_USER, L"Kept");
+    HKEY machine = Create(HKEY_LOCAL_MACHINE, L"Kept");
+    ASSERT_EQ(SetBytes(user, L"who", REG_BINARY, "user"), 0);
+    ASSERT_EQ(SetBytes(machine, L"who", REG_BINARY, "machine"), 0);
+    EXPECT_EQ(GetRegistryStoreFile(HKEY_CURRENT_USER), sandbox.File("HKEY_CURRENT_USER").wstring());
+    EXPECT_TRUE(std::filesystem::exists(sandbox.File("HKEY_CURRENT_USER")));
+    EXPECT_TRUE(std::filesystem::exists(sandbox.File("HKEY_LOCAL_MACHINE")));
+
+    sandbox.Reopen();
+    EXPECT_EQ(SetBytes(user, L"who", REG_BINARY, "x"), ERROR_INVALID_HANDLE);
+    HKEY again = nullptr;
+    ASSERT_EQ(Open(HKEY_CURRENT_USER, L"KEPT", again), 0);
+    EXPECT_EQ(Raw(again, L"WHO"), "user");
+    RegCloseKey(again);
+    ASSERT_EQ(Open(HKEY_LOCAL_MACHINE, L"kept", again), 0);
+    EXPECT_EQ(Raw(again, L"who"), "machine");
+    RegCloseKey(again);
+}
+
+TEST_F(RegistryApi, ForeignSqliteFileIsReportedAndLeftAlone) {
+    // A valid SQLite database that is not a hive: never taken over.
+    {
+        std::ofstream(sandbox.File("HKEY_CLASSES_ROOT"), std::ios::binary)
+            << std::string("SQLite format 3\0", 16) << std::string(4080, '\0');
+    }
+    const auto before = std::filesystem::file_size(sandbox.File("HKEY_CLASSES_ROOT"));
+    HKEY key = nullptr;
+    EXPECT_EQ(Open(HKEY_CLASSES_ROOT, L"x", key), ERROR_BADDB);
+    EXPECT_EQ(std::filesystem::file_size(sandbox.File("HKEY_CLASSES_ROOT")), before);
+    // An empty file is a new store.
+    { std::ofstream(sandbox.File("HKEY_USERS"), std::ios::binary); }
+    RegCloseKey(Create(HKEY_USERS, L"fine"));
+}
+
+// The store against a plain model under a random mix of operations: names differing only in
+// case, deletes, re-creation, sub-keys blocking a delete, and restarts.
+TEST_F(RegistryApi, MatchesASimpleModelUnderRandomOperations) {
+    struct ModelValue {
+        std::wstring name;
+        std::string bytes;
+    };
+    struct Model {
+        std::map<std::wstring, std::wstring> keys; // fold -> name as created
+        std::map<std::wstring, bool> hasChild;
+        std::vector<ModelValue> values; // in first-set order
+    } model;
+    auto fold = [](std::wstring s) {
+        for (wchar_t& c : s)
+            c = c >= L'a' && c <= L'z' ? c - 32 : c == L'\u00e4' ? L'\u00c4' : c;
+        return s;
+    };
+    const std::vector<std::wstring> pool = {L"alpha",   L"Beta", L"gamma_", L"GAMMAX",
+                                            L"\u00e4x", L"z",    L"_under", L"a"};
+    std::mt19937 rng(20240611);
+    auto pick = [&] {
+        std::wstring s = pool[rng() % pool.size()];
+        for (wchar_t& c : s)
+            if (rng() % 2)
+                c = c >= L'a' && c <= L'z' ? c - 32 : c >= L'A' && c <= L'Z' ? c + 32 : c;
+        return s;
+    };
+
+    const wchar_t* const parent = L"Model";
+    RegCloseKey(Create(HKEY_CURRENT_USER, parent));
+    for (int step = 0; step < 300; ++step) {
+        HKEY key = nullptr;
+        ASSERT_EQ(Open(HKEY_CURRENT_USER, parent, key, KEY_ALL_ACCESS), 0);
+        const std::wstring name = pick();
+        const std::wstring f = fold(name);
+        switch (rng() % 6) {
+        case 0: {
+            RegCloseKey(Create(key, name.c_str()));
+            model.keys.emplace(f, name);
+            break;
+        }
+        case 1: {
+            const LONG r = RegDeleteKeyW(key, name.c_str());
+            const bool exists = model.keys.count(f) != 0;
+            const LONG expected = !exists             ? ERROR_FILE_NOT_FOUND
+                                  : model.hasChild[f] ? ERROR_ACCESS_DENIED
+                                                      : ERROR_SUCCESS;
+            ASSERT_EQ(r, expected) << "step " << step;
+            if (r == ERROR_SUCCESS)
+                model.keys.erase(f);
+            break;
+        }
+        case 2: {
+            const std::wstring child = name + L"\\leaf";
+            RegCloseKey(Create(key, child.c_str()));
+            model.keys.emplace(f, name);
+            model.hasChild[f] = true;
+            if (rng() % 2) {
+                ASSERT_EQ(RegDeleteKeyW(key, child.c_str()), 0);
+                model.hasChild[f] = false;
+            }
+            break;
+        }
+        case 3:
+        case 4: {
+            const std::string bytes(rng() % 5, static_cast<char>('a' + step % 26));
+            ASSERT_EQ(SetBytes(key, name.c_str(), REG_BINARY, bytes), 0);
+            auto it = std::find_if(model.values.begin(), model.values.end(),
+                                   [&](const ModelValue& v) { return fold(v.name) == f; });
+            if (it == model.values.end())
+                model.values.push_back({name, bytes});
+            else
+                it->bytes = bytes;
+            break;
+        }
+        case 5: {
+            auto it = std::find_if(model.values.begin(), model.values.end(),
+                                   [&](const ModelValue& v) { return fold(v.name) == f; });
+            ASSERT_EQ(RegDeleteValueW(key, name.c_str()),
+                      it == model.values.end() ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS);
+            if (it != model.values.end())
+                model.values.erase(it);
+            break;
+        }
+        }
+        if (step % 50 == 49)
+            sandbox.Reopen(); // handles die with the connections
+        else
+            RegCloseKey(key);
+
+        ASSERT_EQ(Open(HKEY_CURRENT_USER, parent, key), 0);
+        std::vector<std::wstring> expectedKeys;
+        for (const auto& [k, v] : model.keys)
+            expectedKeys.push_back(v);
+        ASSERT_EQ(SubKeys(key), expectedKeys) << "step " << step;
+        std::vector<Entry> expectedValues;
+        for (const ModelValue& v : model.values)
+            expectedValues.push_back({v.name, REG_BINARY, v.bytes});
+        ASSERT_EQ(Values(key), expectedValues) << "step " << step;
+        RegCloseKey(key);
+    }
+}
+
+// Threads of one process share a connection per root; each sees every other's writes and
+// enumeration stays consistent while they write.
+TEST_F(RegistryApi, ThreadsShareTheStore) {
+    constexpr int kThreads = 4, kEach = 60;
+    HKEY shared = Create(HKEY_CURRENT_USER, L"Threads");
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            HKEY own = nullptr;
+            if (Open(HKEY_CURRENT_USER, L"THREADS", own, KEY_ALL_ACCESS))
+                ++failures;
+            for (int i = 0; i < kEach; ++i) {
+                const std::wstring name = L"t" + std::to_wstring(t) + L"-" + std::to_wstring(i);
+                // Alternate between a handle of its own and the shared one.
+                if (SetBytes(i % 2 ? own : shared, name.c_str(), REG_BINARY,
+                             std::string(1, char(i))))
+                    ++failures;
+                if (Raw(i % 2 ? shared : own, name.c_str()) != std::string(1, char(i)))
+                    ++failures;
+                DWORD values = 0;
+                if (RegQueryInfoKeyW(own, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                     &values, nullptr, nullptr, nullptr, nullptr) ||
+                    values < static_cast<DWORD>(i + 1))
+                    ++failures;
+            }
+            RegCloseKey(own);
+        });
+    }
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(failures.load(), 0);
+    EXPECT_EQ(Values(shared).size(), static_cast<std::size_t>(kThreads * kEach));
+    RegCloseKey(shared);
+}
+
+TEST(ExpandEnvironmentStrings, ReplacesSetVariablesAndKeepsTheRest) {
+    ::setenv("TLV_EXPAND_A", "alpha", 1);
+    ::setenv("TLV_EXPAND_EMPTY", "", 1);
+    ::unsetenv("TLV_EXPAND_MISSING");
+    auto expand = [](const wchar_t* in) {
+        wchar_t out[64];
+        const DWORD n = ExpandEnvironmentStringsW(in, out, 64);
+        EXPECT_EQ(n, std::wcslen(out) + 1);
+        return std::wstring(out);
+    };
+    EXPECT_EQ(expand(L"%TLV_EXPAND_A%\\x"), L"alpha\\x");
+    EXPECT_EQ(expand(L"%tlv_expand_a%"), L"alpha"); // names ignore case, as on Windows
+    EXPECT_EQ(expand(L"[%TLV_EXPAND_EMPTY%]"), L"[]");
+    EXPECT_EQ(expand(L"%TLV_EXPAND_MISSING%"), L"%TLV_EXPAND_MISSING%");
+    // The closing sign of an unknown name may open the next reference.
+    EXPECT_EQ(expand(L"%TLV_EXPAND_MISSING%TLV_EXPAND_A%"), L"%TLV_EXPAND_MISSINGalpha");
+    EXPECT_EQ(expand(L"100%"), L"100%");
+    EXPECT_EQ(expand(L"%%"), L"%%");
+
+    wchar_t small[4] = {L'#', L'#', L'#', L'#'};
+    EXPECT_EQ(ExpandEnvironmentStringsW(L"%TLV_EXPAND_A%", small, 4), 6u);
+    EXPECT_STREQ(small, L"alp");
+    EXPECT_EQ(ExpandEnvironmentStringsW(L"%TLV_EXPAND_A%", nullptr, 0), 6u);
+    EXPECT_EQ(ExpandEnvironmentStringsW(nullptr, small, 4), 0u);
+}
+
+} // namespace

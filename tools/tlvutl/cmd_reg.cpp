@@ -1,0 +1,323 @@
+// tlvutl reg: reads, changes, exports and imports the registry store from a shell.
+#include "command.h"
+
+#include <tlvutl/encoding.h>
+#include <tlvutl/registry.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace tlvtool {
+namespace {
+
+using namespace TlvUtl;
+
+const Command& Self() {
+    for (const Command& c : Commands())
+        if (std::string(c.name) == "reg")
+            return c;
+    return Commands().front();
+}
+
+std::string U8(const std::wstring& s) {
+    return TlvUtils::ToUtf8(s);
+}
+
+struct KeyPath {
+    HKEY root = nullptr;
+    std::wstring full; // canonical: full root name, then the sub-key
+    std::wstring sub;
+};
+
+// Shells are friendlier with abbreviations and any case; the library's own paths stay exact.
+bool ParseKey(const std::string& text, KeyPath& key) {
+    static const struct {
+        const wchar_t* name;
+        const wchar_t* abbreviation;
+        HKEY root;
+    } roots[] = {{L"HKEY_CLASSES_ROOT", L"HKCR", HKEY_CLASSES_ROOT},
+                 {L"HKEY_CURRENT_USER", L"HKCU", HKEY_CURRENT_USER},
+                 {L"HKEY_LOCAL_MACHINE", L"HKLM", HKEY_LOCAL_MACHINE},
+                 {L"HKEY_USERS", L"HKU", HKEY_USERS},
+                 {L"HKEY_CURRENT_CONFIG", L"HKCC", HKEY_CURRENT_CONFIG},
+                 {L"HKEY_PERFORMANCE_DATA", L"HKPD", HKEY_PERFORMANCE_DATA}};
+    const std::wstring path = TlvUtils::FromUtf8(text);
+    const std::size_t slash = path.find(L'\\');
+    std::wstring head = path.substr(0, slash);
+    for (wchar_t& c : head)
+        c = c >= L'a' && c <= L'z' ? c - 32 : c;
+    for (const auto& r : roots) {
+        if (head == r.name || head == r.abbreviation) {
+            key.root = r.root;
+            key.sub = slash == std::wstring::npos ? L"" : path.substr(slash + 1);
+            key.full = std::wstring(r.name) + (key.sub.empty() ? L"" : L"\\" + key.sub);
+            return true;
+        }
+    }
+    return false;
+}
+
+int Failed(LONG status, const std::wstring& what, HKEY root) {
+    std::cerr << "tlvutl reg: " << U8(what) << ": " << U8(DescribeRegistryStatus(status));
+    if (status == ERROR_BADDB || status == ERROR_REGISTRY_IO_FAILED)
+        std::cerr << " (" << U8(GetRegistryStoreFile(root)) << ")";
+    std::cerr << "\n";
+    return kFailed;
+}
+
+const char* TypeName(DWORD type) {
+    switch (type) {
+    case REG_NONE:
+        return "REG_NONE";
+    case REG_SZ:
+        return "REG_SZ";
+    case REG_EXPAND_SZ:
+        return "REG_EXPAND_SZ";
+    case REG_BINARY:
+        return "REG_BINARY";
+    case REG_DWORD:
+        return "REG_DWORD";
+    case REG_MULTI_SZ:
+        return "REG_MULTI_SZ";
+    case REG_QWORD:
+        return "REG_QWORD";
+    default:
+        return nullptr;
+    }
+}
+
+// The data as `reg query` shows it.
+std::string Show(DWORD type, const std::vector<BYTE>& data, DWORD size) {
+    const auto* text = reinterpret_cast<const wchar_t*>(data.data());
+    const std::size_t chars = size / 2; // string sizes count two bytes per character
+    if (type == REG_SZ || type == REG_EXPAND_SZ)
+        return U8(std::wstring(text, chars).c_str());
+    if (type == REG_MULTI_SZ) {
+        std::wstring all(text, chars), out;
+        for (std::size_t at = 0; at < all.size() && all[at];) {
+            const std::size_t end = std::min(all.find(L'\0', at), all.size());
+            out += (out.empty() ? L"" : L"\\0") + all.substr(at, end - at);
+            at = end + 1;
+        }
+        return U8(out);
+    }
+    if ((type == REG_DWORD && size == 4) || (type == REG_QWORD && size == 8)) {
+        unsigned long long v = 0;
+        for (DWORD i = size; i-- > 0;)
+            v = v << 8 | data[i];
+        char hex[32];
+        std::snprintf(hex, sizeof hex, "0x%llx", v);
+        return hex;
+    }
+    std::string out;
+    for (DWORD i = 0; i < size; ++i) {
+        char hex[3];
+        std::snprintf(hex, sizeof hex, "%02X", data[i]);
+        out += hex;
+    }
+    return out;
+}
+
+int Query(const std::vector<std::string>& args) {
+    KeyPath path;
+    if (args.empty() || args.size() > 2 || !ParseKey(args[0], path))
+        return UsageError(Self(), "query KEY [NAME]");
+    HKEY key = nullptr;
+    LONG r = RegOpenKeyExW(path.root, path.sub.c_str(), 0, KEY_READ, &key);
+    if (r != ERROR_SUCCESS)
+        return Failed(r, path.full, path.root);
+    auto line = [](const std::wstring& name, DWORD type, const std::vector<BYTE>& data,
+                   DWORD size) {
+        const char* t = TypeName(type);
+        std::cout << "    " << (name.empty() ? "(Default)" : U8(name)) << "    "
+                  << (t ? t : ("REG_TYPE_" + std::to_string(type)).c_str()) << "    "
+                  << Show(type, data, size) << "\n";
+    };
+    std::vector<BYTE> data;
+    if (args.size() == 2) {
+        const std::wstring name = TlvUtils::FromUtf8(args[1]);
+        DWORD type = 0, size = 0;
+        r = RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &size);
+        data.resize(2 * static_cast<std::size_t>(size) + 8);
+        if (r == ERROR_SUCCESS)
+            r = RegQueryValueExW(key, name.c_str(), nullptr, &type, data.data(), &size);
+        RegCloseKey(key);
+        if (r != ERROR_SUCCESS)
+            return Failed(r, path.full + L" " + name, path.root);
+        std::cout << U8(path.full) << "\n";
+        line(name, type, data, size);
+        return kOk;
+    }
+    std::cout << U8(path.full) << "\n";
+    for (DWORD i = 0;; ++i) {
+        wchar_t name[16384];
+        DWORD length = 16384, type = 0, size = 0;
+        r = RegEnumValueW(key, i, name, &length, nullptr, &type, nullptr, &size);
+        if (r != ERROR_SUCCESS)
+            break;
+        data.resize(2 * static_cast<std::size_t>(size) + 8);
+        length = 16384;
+        r = RegEnumValueW(key, i, name, &length, nullptr, &type, data.data(), &size);
+        if (r != ERROR_SUCCESS)
+            break;
+        line(std::wstring(name, length), type, data, size);
+    }
+    if (r == ERROR_NO_MORE_ITEMS) {
+        bool first = true;
+        for (DWORD i = 0;; ++i) {
+            wchar_t name[256];
+            DWORD length = 256;
+            r = RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr);
+            if (r != ERROR_SUCCESS)
+                break;
+            std::cout << (first ? "\n" : "") << U8(path.full) << "\\" << U8(name) << "\n";
+            first = false;
+        }
+    }
+    RegCloseKey(key);
+    return r == ERROR_NO_MORE_ITEMS ? kOk : Failed(r, path.full, path.root);
+}
+
+bool HexBytes(const std::string& text, std::vector<BYTE>& out) {
+    std::string digits;
+    for (char c : text)
+        if (c != ',' && c != ' ')
+            digits += c;
+    if (digits.size() % 2)
+        return false;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        char* end = nullptr;
+        const std::string pair = digits.substr(i, 2);
+        const unsigned long v = std::strtoul(pair.c_str(), &end, 16);
+        if (*end)
+            return false;
+        out.push_back(static_cast<BYTE>(v));
+    }
+    return true;
+}
+
+int Set(const std::vector<std::string>& args) {
+    KeyPath path;
+    if (args.size() < 3 || args.size() > 4 || !ParseKey(args[0], path))
+        return UsageError(Self(), "set KEY NAME DATA [TYPE]");
+    const std::string type = args.size() == 4 ? args[3] : "REG_SZ";
+    const std::wstring name = TlvUtils::FromUtf8(args[1]);
+    const std::string& text = args[2];
+    DWORD kind = 0;
+    std::vector<BYTE> bytes;
+    std::wstring wide;
+    auto number = [&text](unsigned long long limit, unsigned long long& v) {
+        char* end = nullptr;
+        errno = 0;
+        v = std::strtoull(text.c_str(), &end, 0);
+        return !text.empty() && text[0] != '-' && !*end && errno == 0 && v <= limit;
+    };
+    if (type == "REG_SZ" || type == "REG_EXPAND_SZ" || type == "REG_MULTI_SZ") {
+        kind = type == "REG_SZ" ? REG_SZ : type == "REG_EXPAND_SZ" ? REG_EXPAND_SZ : REG_MULTI_SZ;
+        wide = TlvUtils::FromUtf8(text);
+        if (kind == REG_MULTI_SZ) { // items separated by a literal \0, as reg.exe takes them
+            for (std::size_t at; (at = wide.find(L"\\0")) != std::wstring::npos;)
+                wide.replace(at, 2, 1, L'\0');
+            wide += L'\0';
+        }
+        wide += L'\0';
+    } else if (type == "REG_DWORD" || type == "REG_QWORD") {
+        kind = type == "REG_DWORD" ? REG_DWORD : REG_QWORD;
+        unsigned long long v = 0;
+        if (!number(kind == REG_DWORD ? 0xFFFFFFFFull : ~0ull, v))
+            return UsageError(Self(), "'" + text + "' is not a " + type + " number");
+        for (int i = 0; i < (kind == REG_DWORD ? 4 : 8); ++i)
+            bytes.push_back(static_cast<BYTE>(v >> (8 * i)));
+    } else if (type == "REG_BINARY") {
+        kind = REG_BINARY;
+        if (!HexBytes(text, bytes))
+            return UsageError(Self(), "REG_BINARY data is pairs of hexadecimal digits");
+    } else {
+        return UsageError(Self(), "unknown type " + type);
+    }
+    HKEY key = nullptr;
+    LONG r = RegCreateKeyExW(path.root, path.sub.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key,
+                             nullptr);
+    if (r != ERROR_SUCCESS)
+        return Failed(r, path.full, path.root);
+    r = wide.empty()
+            ? RegSetValueExW(key, name.c_str(), 0, kind, bytes.data(),
+                             static_cast<DWORD>(bytes.size()))
+            : RegSetValueExW(key, name.c_str(), 0, kind, reinterpret_cast<const BYTE*>(wide.data()),
+                             static_cast<DWORD>(2 * wide.size()));
+    RegCloseKey(key);
+    return r == ERROR_SUCCESS ? kOk : Failed(r, path.full + L" " + name, path.root);
+}
+
+int Delete(const std::vector<std::string>& args) {
+    KeyPath path;
+    if (args.empty() || args.size() > 2 || !ParseKey(args[0], path))
+        return UsageError(Self(), "delete KEY [NAME]");
+    if (args.size() == 1) {
+        if (path.sub.empty())
+            return UsageError(Self(), "refusing to delete a whole root");
+        const LONG r = WUTLRegistry::DeleteRegistryKey(path.full.c_str());
+        return r == ERROR_SUCCESS ? kOk : Failed(r, path.full, path.root);
+    }
+    const std::wstring name = TlvUtils::FromUtf8(args[1]);
+    HKEY key = nullptr;
+    LONG r = RegOpenKeyExW(path.root, path.sub.c_str(), 0, KEY_SET_VALUE, &key);
+    if (r == ERROR_SUCCESS) {
+        r = RegDeleteValueW(key, name.c_str());
+        RegCloseKey(key);
+    }
+    return r == ERROR_SUCCESS ? kOk : Failed(r, path.full + L" " + name, path.root);
+}
+
+int Export(const std::vector<std::string>& args) {
+    KeyPath path;
+    if (args.size() != 2 || !ParseKey(args[0], path))
+        return UsageError(Self(), "export KEY FILE");
+    std::wstring error;
+    const LONG r = RegExportFile(path.full.c_str(), TlvUtils::FromUtf8(args[1]).c_str(), &error);
+    if (r != ERROR_SUCCESS) {
+        std::cerr << "tlvutl reg export: " << U8(error) << "\n";
+        return kFailed;
+    }
+    return kOk;
+}
+
+int Import(const std::vector<std::string>& args) {
+    if (args.size() != 1)
+        return UsageError(Self(), "import FILE");
+    std::wstring error;
+    const LONG r = RegImportFile(TlvUtils::FromUtf8(args[0]).c_str(), &error);
+    if (r != ERROR_SUCCESS) {
+        std::cerr << "tlvutl reg import: " << args[0] << ": " << U8(error)
+                  << "\nnothing was changed\n";
+        return kFailed;
+    }
+    return kOk;
+}
+
+} // namespace
+
+int RunReg(const Args& args) {
+    if (args.empty())
+        return UsageError(Self(), "needs a subcommand");
+    const std::vector<std::string> rest(args.begin() + 1, args.end());
+    const std::string& what = args[0];
+    if (what == "query")
+        return Query(rest);
+    if (what == "set")
+        return Set(rest);
+    if (what == "delete")
+        return Delete(rest);
+    if (what == "export")
+        return Export(rest);
+    if (what == "import")
+        return Import(rest);
+    return UsageError(Self(), "unknown subcommand '" + what + "'");
+}
+
+} // namespace tlvtool
