@@ -145,6 +145,11 @@ TLVUTL_API void SetAppFolderName(const std::wstring& name);
 // Forgets every cached path and the product descriptor (hosts re-rooting, tests).
 TLVUTL_API void ResetFolderCaches();
 
+// What an installer does: records the bundled default installation ($TLV_INSTALL_DIR or the
+// tree installed next to the library) as "ConfigDir" of the product key, unless one is
+// recorded already (or always, with replace). False when the registry cannot be written.
+TLVUTL_API bool RegisterDefaultInstallation(bool replace = false);
+
 } // namespace TlvUtl
 
 #endif

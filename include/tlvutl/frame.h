@@ -197,9 +197,9 @@ private:
 TLVUTL_API bool ParseGuid(const std::wstring& text, GUID& out);
 TLVUTL_API std::wstring FormatGuid(const GUID& guid);
 
-/* The installation data folder the GUID map is read from (absolute, ending in the
- * separator). The default is $TLV_INSTALL_DIR/Data/ or the bundled installation next to the
- * library; a host or test may replace it. */
+/* The installation data folder the GUID map is read from (ending in the separator): by
+ * default INIGetDataDir(), the "Data" folder of the recorded installation; a host or test
+ * may replace it. */
 using InstallDataFolderProvider = std::wstring (*)();
 TLVUTL_API void SetInstallDataFolderProvider(InstallDataFolderProvider provider);
 TLVUTL_API std::wstring GetInstallDataFolder();

@@ -1,11 +1,37 @@
 #include "config_dir.h"
 
+#include <tlvutl/folders.h>
+#include <tlvutl/registry.h>
+
+#include "folder_roots.h"
+
+#include <cstdlib>
+
 namespace tlv::environment {
 
-// The registry store is not part of the library yet: no installation is recorded, so the
-// installation paths stay relative until a root is set with TlvUtl::SetFolderRoot.
-std::wstring ReadConfigDir(const std::wstring&) {
-    return {};
+std::wstring ReadConfigDir(const std::wstring& productKey) {
+    wchar_t* text = nullptr;
+    if (!GetRegSzValue(HKEY_LOCAL_MACHINE, productKey.c_str(), L"ConfigDir", &text))
+        return {};
+    std::wstring dir(text);
+    std::free(text);
+    return dir;
 }
 
 } // namespace tlv::environment
+
+namespace TlvUtl {
+
+bool RegisterDefaultInstallation(bool replace) {
+    const CString key = INIGetRegistryProductKey();
+    if (!replace && !tlv::environment::ReadConfigDir(key.str()).empty())
+        return true;
+    const std::wstring config =
+        tlv::environment::CombinePath(tlv::environment::BundledInstallation(), L"Config");
+    const bool ok = WUTLRegistry::RegWriteString(key, L"ConfigDir", config.c_str(),
+                                                 L"HKEY_LOCAL_MACHINE\\") == ERROR_SUCCESS;
+    ResetFolderCaches();
+    return ok;
+}
+
+} // namespace TlvUtl

@@ -4,17 +4,15 @@
 // most significant), not in byte order; a file sorted any other way makes look-ups miss.
 // Loading validates the header against the file's size before it allocates, so a damaged
 // count can never ask for a huge block.
+#include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
 
-#include "../platform/console.h"
-#include "../platform/module_loader.h"
 #include "library_state.h"
 
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
-#include <filesystem>
 #include <fstream>
 #include <tlvutl/encoding.h>
 
@@ -95,20 +93,6 @@ struct CGUIDMap {
 };
 
 CGUIDMap g_map;
-
-std::wstring DefaultInstallDataFolder() {
-    std::wstring root = tlv::platform::GetEnvironment("TLV_INSTALL_DIR");
-    if (root.empty()) {
-        root = tlv::platform::LibraryDirectory() + TLVUTL_LIB_TO_INSTALLATION;
-    }
-    std::error_code ec;
-    const std::filesystem::path canonical = std::filesystem::weakly_canonical(root, ec);
-    if (!ec)
-        root = canonical.wstring();
-    if (root.empty() || root.back() != L'/')
-        root += L'/';
-    return root + L"Data/";
-}
 
 TlvUtl::InstallDataFolderProvider g_provider = nullptr;
 
@@ -236,7 +220,8 @@ void SetInstallDataFolderProvider(InstallDataFolderProvider provider) {
 }
 
 std::wstring GetInstallDataFolder() {
-    return g_provider ? g_provider() : DefaultInstallDataFolder();
+    // The installation's Data folder, from the configuration folder the installer recorded.
+    return g_provider ? g_provider() : INIGetDataDir().str();
 }
 
 } // namespace TlvUtl

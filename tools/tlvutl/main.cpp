@@ -1,6 +1,7 @@
 // tlvutl: shows and drives what the library does, from a shell.
 #include "command.h"
 
+#include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
 
 #include <cstring>
@@ -74,8 +75,10 @@ int main(int argc, char** argv) {
                 return tlvtool::kOk;
             }
         }
-        // Strings need the resource module; a missing GUID map is reported by the commands
-        // that use it, not here.
+        // A first run on a machine without an installation records the bundled one, as an
+        // installer would. Strings need the resource module; a missing GUID map is reported
+        // by the commands that use it, not here.
+        TlvUtl::RegisterDefaultInstallation();
         InitModule();
         try {
             return c.run(args);
