@@ -36,11 +36,29 @@ std::wstring ClauseValue(const std::wstring& clause, std::size_t eq) {
     return clause.substr(start, end == std::wstring::npos ? std::wstring::npos : end - start);
 }
 
+// Refuses, before anything is created, a "[n]" that would build an absurd number of nodes.
+void CheckPositions(const std::wstring& step, std::size_t open) {
+    for (std::size_t o = open; o != std::wstring::npos;) {
+        const std::size_t close = step.find(L']', o + 1);
+        if (close == std::wstring::npos)
+            return;
+        const std::wstring clause = step.substr(o + 1, close - o - 1);
+        if (clause.find(L'=') == std::wstring::npos) {
+            const long wanted = std::wcstol(clause.c_str(), nullptr, 10);
+            if (wanted > kMaxEnsuredPosition)
+                ThrowComError(E_INVALIDARG, "position " + std::to_string(wanted) +
+                                                " is beyond what a path may create");
+        }
+        o = step.find(L'[', close + 1);
+    }
+}
+
 // Steps 4 to 6 of making a path exist: one step that selection did not find is created.
 WXmlNode CreateStep(WXmlNode& parent, const std::wstring& step) {
     const std::size_t open = step.find(L'[');
     if (open != std::wstring::npos) {
         const std::wstring name = step.substr(0, open);
+        CheckPositions(step, open);
         WXmlNode child = parent.CreateChild(name.c_str(), nullptr);
         for (std::size_t o = open; o != std::wstring::npos;) {
             const std::size_t close = step.find(L']', o + 1);
@@ -53,9 +71,6 @@ WXmlNode CreateStep(WXmlNode& parent, const std::wstring& step) {
                 child.Attribute(selector.c_str()).SetString(ClauseValue(clause, eq).c_str());
             } else {
                 const long wanted = std::wcstol(clause.c_str(), nullptr, 10);
-                if (wanted > kMaxEnsuredPosition)
-                    ThrowComError(E_INVALIDARG, "position " + std::to_string(wanted) +
-                                                    " is beyond what a path may create");
                 int count = parent.GetNodes(WXPath(name.c_str())).Count();
                 for (; count < wanted; ++count)
                     child = parent.CreateChild(name.c_str(), nullptr);
