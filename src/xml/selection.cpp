@@ -15,7 +15,38 @@ constexpr std::size_t kMaxCompiled = 256;
 // Bounds the work of one evaluation (a hostile path over a large document).
 constexpr unsigned long kMaxOperations = 200000000UL;
 
-void Silent(void*, xmlErrorPtr) {}
+// libxml2 formats XPath messages only for the thread's structured error handler, so one
+// is put in place around each compilation and evaluation to keep the first message.
+class CaptureErrors {
+public:
+    CaptureErrors() : previous_(xmlStructuredError), previousContext_(xmlStructuredErrorContext) {
+        xmlSetStructuredErrorFunc(this, Keep);
+    }
+    ~CaptureErrors() { xmlSetStructuredErrorFunc(previousContext_, previous_); }
+    CaptureErrors(const CaptureErrors&) = delete;
+    CaptureErrors& operator=(const CaptureErrors&) = delete;
+
+    std::string Message() const {
+        return message_.empty() ? "the XPath parser reported an unknown error" : message_;
+    }
+
+private:
+    static void Keep(void* self, xmlErrorPtr error) {
+        auto* capture = static_cast<CaptureErrors*>(self);
+        if (!capture->message_.empty() || !error || !error->message)
+            return;
+        std::string m = error->message;
+        while (!m.empty() && (m.back() == '\n' || m.back() == ' '))
+            m.pop_back();
+        if (error->str1 && error->int1 >= 0)
+            m += " at position " + std::to_string(error->int1);
+        capture->message_ = m;
+    }
+
+    xmlStructuredErrorFunc previous_;
+    void* previousContext_;
+    std::string message_;
+};
 
 bool IsSpace(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
@@ -35,7 +66,6 @@ xmlXPathContextPtr Selection::Context() {
         ctx_ = xmlXPathNewContext(nullptr);
         if (!ctx_)
             ThrowComError(E_OUTOFMEMORY, "cannot create an XPath context");
-        ctx_->error = Silent; // the message is read from lastError
         for (const auto& [prefix, uri] : namespaces_)
             xmlXPathRegisterNs(ctx_, BAD_CAST prefix.c_str(), BAD_CAST uri.c_str());
     }
@@ -47,10 +77,10 @@ xmlXPathCompExprPtr Selection::Compile(const std::string& path) {
     if (it != compiled_.end())
         return it->second;
     xmlXPathContextPtr ctx = Context();
-    xmlResetError(&ctx->lastError);
+    CaptureErrors errors;
     xmlXPathCompExprPtr expr = xmlXPathCtxtCompile(ctx, BAD_CAST path.c_str());
     if (!expr)
-        ThrowComError(E_FAIL, "invalid XPath '" + path + "': " + DescribeXmlError(&ctx->lastError));
+        ThrowComError(E_FAIL, "invalid XPath '" + path + "': " + errors.Message());
     if (compiled_.size() >= kMaxCompiled) {
         for (auto& entry : compiled_)
             xmlXPathFreeCompExpr(entry.second);
@@ -70,12 +100,17 @@ void Selection::Select(xmlNodePtr context, const std::string& path, bool firstOn
     ctx->opLimit = kMaxOperations;
     ctx->opCount = 0;
     ctx->depth = 0;
-    xmlResetError(&ctx->lastError);
-    xmlXPathObjectPtr result = xmlXPathCompiledEval(expr, ctx);
+    xmlXPathObjectPtr result = nullptr;
+    std::string failure;
+    {
+        CaptureErrors errors;
+        result = xmlXPathCompiledEval(expr, ctx);
+        if (!result)
+            failure = errors.Message();
+    }
     ctx->node = nullptr;
     if (!result)
-        ThrowComError(E_FAIL,
-                      "cannot evaluate XPath '" + path + "': " + DescribeXmlError(&ctx->lastError));
+        ThrowComError(E_FAIL, "cannot evaluate XPath '" + path + "': " + failure);
     if (result->type != XPATH_NODESET) {
         xmlXPathFreeObject(result);
         ThrowComError(E_FAIL, "XPath '" + path + "' does not evaluate to a node-set");

@@ -27,6 +27,7 @@ const std::vector<Command>& Commands();
 int RunTour(const Args& args);
 int RunStrings(const Args& args);
 int RunGuidmap(const Args& args);
+int RunXml(const Args& args);
 
 } // namespace tlvtool
 

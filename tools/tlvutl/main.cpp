@@ -14,6 +14,11 @@ const std::vector<Command>& Commands() {
         {"strings", "print localised strings by number", "ID...", RunStrings},
         {"guidmap", "build or query an engine/application GUID map file",
          "build PAIRS.csv OUT\n  guidmap lookup FILE GUID", RunGuidmap},
+        {"xml", "read or change a settings file by XPath",
+         "get FILE PATH\n  xml set FILE PATH VALUE\n  xml ensure FILE PATH\n"
+         "  xml delete FILE PATH\n  xml validate FILE SCHEMA.xsd\n"
+         "  xml transform FILE STYLESHEET [OUT]",
+         RunXml},
     };
     return commands;
 }
