@@ -37,6 +37,7 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <vector>
 
 class TLVUTL_API WXPath {
@@ -71,7 +72,10 @@ public:
     bool AddFilterClause(const CString& clause);
     // Removes the first "[clause]" from the leaf.
     void RemoveFilterClause(const CString& clause);
-    // Moves every clause whose left-hand side is a relative path to the step it names.
+    // Moves every clause whose left-hand side is a relative path to the step it names. A
+    // single-step path is never changed. A clause that relocation would put back on the same
+    // step unchanged (one holding "/" but no "=", or with the "/" in its value) stays where it
+    // is and the walk moves past it, so Normalize always ends.
     void Normalize();
 
 private:
@@ -182,7 +186,8 @@ public:
 
 private:
     WXmlNodePtr node_;
-    CString selector_;
+    bool ownText_;          // the selector is "."
+    std::string attribute_; // otherwise: the selector without its first character, as UTF-8
 };
 
 template <> TLVUTL_API TlvUtils::optional<bool> WXmlValueAccessor::Get<bool>() const;

@@ -1,5 +1,6 @@
 #include "selection.h"
 
+#include "simple_path.h"
 #include "xml_runtime.h"
 
 #include <tlvutl/wintypes.h>
@@ -93,6 +94,13 @@ xmlXPathCompExprPtr Selection::Compile(const std::string& path) {
 void Selection::Select(xmlNodePtr context, const std::string& path, bool firstOnly,
                        std::vector<xmlNodePtr>& out) {
     out.clear();
+    if (context->type == XML_ELEMENT_NODE || context->type == XML_DOCUMENT_NODE) {
+        SimplePath simple;
+        if (simple.Parse(path)) {
+            simple.Select(context, firstOnly, out);
+            return;
+        }
+    }
     xmlXPathCompExprPtr expr = Compile(path);
     xmlXPathContextPtr ctx = Context();
     ctx->doc = context->doc;

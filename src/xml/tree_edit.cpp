@@ -125,20 +125,28 @@ void InsertChild(DocState& owner, xmlNodePtr parent, xmlNodePtr child, xmlNodePt
     Link(parent, child, before);
 }
 
-xmlAttrPtr FindAttribute(xmlNodePtr element, std::string_view qname) {
+xmlAttrPtr FindAttribute(xmlNodePtr element, const std::string& qname) {
     if (!element || element->type != XML_ELEMENT_NODE)
         return nullptr;
+    // The common case, on every typed read: a name without a prefix (or an attribute made
+    // with a colon in its plain name).
+    const char* wanted = qname.c_str();
     for (xmlAttrPtr a = element->properties; a; a = a->next) {
         const char* name = reinterpret_cast<const char*>(a->name);
-        if (a->ns && a->ns->prefix) {
-            const std::size_t plen = std::strlen(reinterpret_cast<const char*>(a->ns->prefix));
-            if (qname.size() > plen && qname[plen] == ':' &&
-                qname.compare(0, plen, reinterpret_cast<const char*>(a->ns->prefix)) == 0 &&
-                qname.substr(plen + 1) == name)
-                return a;
-        } else if (qname == name) {
+        if (name[0] == wanted[0] && std::strcmp(name, wanted) == 0 && !(a->ns && a->ns->prefix))
             return a;
-        }
+    }
+    const std::size_t colon = qname.find(':');
+    if (colon == std::string::npos)
+        return nullptr;
+    const char* local = wanted + colon + 1;
+    for (xmlAttrPtr a = element->properties; a; a = a->next) {
+        if (!a->ns || !a->ns->prefix)
+            continue;
+        const char* prefix = reinterpret_cast<const char*>(a->ns->prefix);
+        if (std::strlen(prefix) == colon && qname.compare(0, colon, prefix) == 0 &&
+            std::strcmp(reinterpret_cast<const char*>(a->name), local) == 0)
+            return a;
     }
     return nullptr;
 }

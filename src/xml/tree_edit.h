@@ -25,7 +25,7 @@ xmlNodePtr NewElement(xmlDocPtr doc, xmlNodePtr scope, const std::string& qname)
 void InsertChild(DocState& owner, xmlNodePtr parent, xmlNodePtr child, xmlNodePtr before);
 
 // The attribute of element with that qualified name ("p:name" or "name"), or null.
-xmlAttrPtr FindAttribute(xmlNodePtr element, std::string_view qname);
+xmlAttrPtr FindAttribute(xmlNodePtr element, const std::string& qname);
 // Sets (creating if needed) the attribute; returns it.
 xmlAttrPtr SetAttribute(xmlNodePtr element, const std::string& qname, const std::string& value);
 

@@ -6,6 +6,7 @@
 #include "xml_runtime.h"
 
 #include <cstring>
+#include <cwchar>
 
 using namespace TlvUtl::xml_detail;
 
@@ -22,15 +23,14 @@ constexpr char kBase64Type[] = "bin.base64";
 // and flag a settings file holds) is widened on the stack, so a typed read allocates nothing.
 template <class F> auto WithText(xmlNodePtr target, F&& read) {
     if (const xmlChar* direct = DirectText(target)) {
-        const std::size_t n = std::strlen(reinterpret_cast<const char*>(direct));
         wchar_t buffer[64];
-        if (n < sizeof buffer / sizeof buffer[0]) {
-            std::size_t i = 0;
-            for (; i < n && direct[i] < 0x80; ++i)
-                buffer[i] = static_cast<wchar_t>(direct[i]);
-            if (i == n)
-                return read(std::wstring_view(buffer, n));
+        std::size_t n = 0;
+        while (n < sizeof buffer / sizeof buffer[0] && direct[n] && direct[n] < 0x80) {
+            buffer[n] = static_cast<wchar_t>(direct[n]);
+            ++n;
         }
+        if (n < sizeof buffer / sizeof buffer[0] && !direct[n])
+            return read(std::wstring_view(buffer, n));
         return read(FromXml(direct).view());
     }
     return read(FromXml(NodeText(target)).view());
@@ -71,48 +71,42 @@ const CString& WXmlValueTypeNotFoundException::GetMessage() const {
 }
 
 WXmlValueAccessor::WXmlValueAccessor(const WXmlNodePtr& node, const wchar_t* selector)
-    : node_(node), selector_(selector) {}
+    : node_(node), ownText_(selector && std::wcscmp(selector, L".") == 0),
+      attribute_(ownText_ || !selector || !*selector ? std::string() : ToXml(selector + 1)) {}
 WXmlValueAccessor::WXmlValueAccessor(const WXmlValueAccessor& other) = default;
 WXmlValueAccessor& WXmlValueAccessor::operator=(const WXmlValueAccessor& other) = default;
 WXmlValueAccessor::~WXmlValueAccessor() = default;
 
 namespace {
 
-bool IsValueSelector(const CString& selector) {
-    return selector == L".";
-}
-
-// The attribute name: the selector without its first character, whatever that is.
-std::string AttributeName(const CString& selector) {
-    return selector.IsEmpty() ? std::string() : ToXml(selector.view().substr(1));
-}
-
-xmlNodePtr ReadTarget(const WXmlNodePtr& node, const CString& selector) {
+// attribute is the selector without its first character, whatever that is.
+xmlNodePtr ReadTarget(const WXmlNodePtr& node, bool ownText, const std::string& attribute) {
     if (!node)
         return nullptr;
-    if (IsValueSelector(selector))
+    if (ownText)
         return node->node;
-    return reinterpret_cast<xmlNodePtr>(FindAttribute(node->node, AttributeName(selector)));
+    return reinterpret_cast<xmlNodePtr>(FindAttribute(node->node, attribute));
 }
 
 // Sets the text of the target, creating the attribute when it is missing.
-void WriteText(const WXmlNodePtr& node, const CString& selector, const CString& text,
-               const wchar_t* typeWord) {
+void WriteText(const WXmlNodePtr& node, bool ownText, const std::string& attribute,
+               const CString& text, const wchar_t* typeWord) {
     if (!node)
         NotFound(typeWord);
     CheckXmlText(text.view());
-    if (IsValueSelector(selector)) {
+    if (ownText) {
         SetNodeText(*node->owner, node->node, ToXml(text.view()));
         return;
     }
     if (node->node->type != XML_ELEMENT_NODE)
         NotFound(typeWord);
-    SetAttribute(node->node, AttributeName(selector), ToXml(text.view()));
+    SetAttribute(node->node, attribute, ToXml(text.view()));
 }
 
 template <class T, class Reader>
-TlvUtils::optional<T> ReadAs(const WXmlNodePtr& node, const CString& selector, Reader reader) {
-    xmlNodePtr target = ReadTarget(node, selector);
+TlvUtils::optional<T> ReadAs(const WXmlNodePtr& node, bool ownText, const std::string& attribute,
+                             Reader reader) {
+    xmlNodePtr target = ReadTarget(node, ownText, attribute);
     if (!target)
         return {};
     return WithText(target, [&](std::wstring_view text) -> TlvUtils::optional<T> {
@@ -125,54 +119,55 @@ TlvUtils::optional<T> ReadAs(const WXmlNodePtr& node, const CString& selector, R
 } // namespace
 
 bool WXmlValueAccessor::Exists() const {
-    return ReadTarget(node_, selector_) != nullptr;
+    return ReadTarget(node_, ownText_, attribute_) != nullptr;
 }
 
 bool WXmlValueAccessor::IsEmpty() const {
-    xmlNodePtr target = ReadTarget(node_, selector_);
+    xmlNodePtr target = ReadTarget(node_, ownText_, attribute_);
     return !target || WithText(target, [](std::wstring_view t) { return t.empty(); });
 }
 
 void WXmlValueAccessor::Clear() {
-    if (xmlNodePtr target = ReadTarget(node_, selector_))
+    if (xmlNodePtr target = ReadTarget(node_, ownText_, attribute_))
         SetNodeText(*node_->owner, target, std::string());
 }
 
 void WXmlValueAccessor::Delete() {
-    if (!node_ || IsValueSelector(selector_))
+    if (!node_ || ownText_)
         return;
-    if (xmlAttrPtr a = FindAttribute(node_->node, AttributeName(selector_)))
+    if (xmlAttrPtr a = FindAttribute(node_->node, attribute_))
         node_->owner->Detach(reinterpret_cast<xmlNodePtr>(a));
 }
 
 template <> TlvUtils::optional<bool> WXmlValueAccessor::Get<bool>() const {
-    return ReadAs<bool>(node_, selector_, ReadBool);
+    return ReadAs<bool>(node_, ownText_, attribute_, ReadBool);
 }
 template <> TlvUtils::optional<int> WXmlValueAccessor::Get<int>() const {
-    return ReadAs<int>(node_, selector_, ReadInt);
+    return ReadAs<int>(node_, ownText_, attribute_, ReadInt);
 }
 template <> TlvUtils::optional<__int64> WXmlValueAccessor::Get<__int64>() const {
-    return ReadAs<__int64>(node_, selector_, ReadInt64);
+    return ReadAs<__int64>(node_, ownText_, attribute_, ReadInt64);
 }
 template <> TlvUtils::optional<double> WXmlValueAccessor::Get<double>() const {
-    return ReadAs<double>(node_, selector_, ReadDouble);
+    return ReadAs<double>(node_, ownText_, attribute_, ReadDouble);
 }
 template <> TlvUtils::optional<CString> WXmlValueAccessor::Get<CString>() const {
-    return ReadAs<CString>(node_, selector_,
+    return ReadAs<CString>(node_, ownText_, attribute_,
                            [](std::wstring_view t) { return std::optional<CString>(CString(t)); });
 }
 template <> TlvUtils::optional<CPoint> WXmlValueAccessor::Get<CPoint>() const {
-    return ReadAs<CPoint>(node_, selector_, ReadPoint);
+    return ReadAs<CPoint>(node_, ownText_, attribute_, ReadPoint);
 }
 template <> TlvUtils::optional<CSize> WXmlValueAccessor::Get<CSize>() const {
-    return ReadAs<CSize>(node_, selector_, [](std::wstring_view t) -> std::optional<CSize> {
-        if (auto p = ReadPoint(t))
-            return CSize(p->x, p->y);
-        return std::nullopt;
-    });
+    return ReadAs<CSize>(node_, ownText_, attribute_,
+                         [](std::wstring_view t) -> std::optional<CSize> {
+                             if (auto p = ReadPoint(t))
+                                 return CSize(p->x, p->y);
+                             return std::nullopt;
+                         });
 }
 template <> TlvUtils::optional<CRect> WXmlValueAccessor::Get<CRect>() const {
-    return ReadAs<CRect>(node_, selector_, ReadRect);
+    return ReadAs<CRect>(node_, ownText_, attribute_, ReadRect);
 }
 
 bool WXmlValueAccessor::GetBool(bool d) const {
@@ -238,28 +233,28 @@ CRect WXmlValueAccessor::GetRect_throws() const {
 }
 
 void WXmlValueAccessor::SetBool(bool value) {
-    WriteText(node_, selector_, WriteBool(value), L"bool");
+    WriteText(node_, ownText_, attribute_, WriteBool(value), L"bool");
 }
 void WXmlValueAccessor::SetInt(int value) {
-    WriteText(node_, selector_, WriteInt(value), L"int");
+    WriteText(node_, ownText_, attribute_, WriteInt(value), L"int");
 }
 void WXmlValueAccessor::SetIntPtr(__int64 value) {
-    WriteText(node_, selector_, WriteInt64(value), L"intptr");
+    WriteText(node_, ownText_, attribute_, WriteInt64(value), L"intptr");
 }
 void WXmlValueAccessor::SetDouble(double value) {
-    WriteText(node_, selector_, WriteDouble(value), L"double");
+    WriteText(node_, ownText_, attribute_, WriteDouble(value), L"double");
 }
 void WXmlValueAccessor::SetString(const wchar_t* value) {
-    WriteText(node_, selector_, CString(value), L"string");
+    WriteText(node_, ownText_, attribute_, CString(value), L"string");
 }
 void WXmlValueAccessor::SetPoint(CPoint value) {
-    WriteText(node_, selector_, WritePoint(value.x, value.y), L"rect");
+    WriteText(node_, ownText_, attribute_, WritePoint(value.x, value.y), L"rect");
 }
 void WXmlValueAccessor::SetSize(CSize value) {
-    WriteText(node_, selector_, WritePoint(value.cx, value.cy), L"rect");
+    WriteText(node_, ownText_, attribute_, WritePoint(value.cx, value.cy), L"rect");
 }
 void WXmlValueAccessor::SetRect(CRect value) {
-    WriteText(node_, selector_, WriteRect(value), L"rect");
+    WriteText(node_, ownText_, attribute_, WriteRect(value), L"rect");
 }
 
 void WXmlValueAccessor::SetBool(bool value, bool d) {
@@ -291,14 +286,14 @@ void WXmlValueAccessor::SetBinary(const unsigned char* data, unsigned long size)
     if (!data)
         size = 0;
     const std::string text = EncodeBase64(data, size);
-    WriteText(node_, selector_, FromXml(text), L"binary");
-    xmlNodePtr target = ReadTarget(node_, selector_);
+    WriteText(node_, ownText_, attribute_, FromXml(text), L"binary");
+    xmlNodePtr target = ReadTarget(node_, ownText_, attribute_);
     if (target && target->type == XML_ELEMENT_NODE)
         SetBase64Type(target);
 }
 
 unsigned long WXmlValueAccessor::GetBinary(unsigned char* buffer, unsigned long size) const {
-    xmlNodePtr target = ReadTarget(node_, selector_);
+    xmlNodePtr target = ReadTarget(node_, ownText_, attribute_);
     if (!target)
         return 0;
     if (target->type == XML_ELEMENT_NODE && !HasBase64Type(target))

@@ -71,16 +71,27 @@ double ParseDouble(std::wstring_view t) {
     bool negative = false;
     if (i < t.size() && (t[i] == L'+' || t[i] == L'-'))
         negative = t[i++] == L'-';
-    std::string ascii;
+    // Settings hold short numbers: they are narrowed on the stack; a longer one (such as
+    // 1e300 written with "%f", 301 digits) takes a string.
+    char small[64];
+    std::string large;
+    std::size_t n = 0;
     for (std::size_t j = i; j < t.size() && t[j] > 0x20 && t[j] < 0x7F; ++j)
-        ascii += static_cast<char>(t[j]);
+        ++n;
+    char* ascii = small;
+    if (n > sizeof small) {
+        large.resize(n);
+        ascii = large.data();
+    }
+    for (std::size_t k = 0; k < n; ++k)
+        ascii[k] = static_cast<char>(t[i + k]);
     double value = 0.0;
-    if (!ascii.empty() && (ascii[0] == '+' || ascii[0] == '-'))
+    if (n > 0 && (ascii[0] == '+' || ascii[0] == '-'))
         return 0.0; // a second sign: no number at all
-    const char* first = ascii.data();
-    const char* last = ascii.data() + ascii.size();
-    if (ascii.size() >= 3 && ascii[0] == '0' && (ascii[1] == 'x' || ascii[1] == 'X') &&
-        ascii[2] != '+' && ascii[2] != '-') {
+    const char* first = ascii;
+    const char* last = ascii + n;
+    if (n >= 3 && ascii[0] == '0' && (ascii[1] == 'x' || ascii[1] == 'X') && ascii[2] != '+' &&
+        ascii[2] != '-') {
         const auto r = std::from_chars(first + 2, last, value, std::chars_format::hex);
         if (r.ec == std::errc() || r.ec == std::errc::result_out_of_range) {
             if (r.ec == std::errc::result_out_of_range)
