@@ -304,6 +304,7 @@ unsigned long WXmlValueAccessor::GetBinary(unsigned char* buffer, unsigned long 
     if (!buffer)
         return static_cast<unsigned long>(bytes.size());
     const unsigned long n = std::min<unsigned long>(size, static_cast<unsigned long>(bytes.size()));
-    std::memcpy(buffer, bytes.data(), n);
+    if (n)
+        std::memcpy(buffer, bytes.data(), n);
     return n;
 }

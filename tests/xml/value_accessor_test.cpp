@@ -265,6 +265,11 @@ TEST_F(Accessor, BinaryIsTypedBase64OnElements) {
     blob.Value().SetBinary(bytes, 1);
     EXPECT_EQ(blob.GetXML(), L"<blob xmlns:dt=\"urn:schemas-microsoft-com:datatypes\" "
                              L"dt:dt=\"bin.base64\">AA==</blob>");
+    // No bytes at all: an empty typed value.
+    blob.Value().SetBinary(nullptr, 0);
+    EXPECT_EQ(blob.Value().GetBinary(out, sizeof out), 0u);
+    e.Attribute(L"@none").SetString(L"");
+    EXPECT_EQ(e.Attribute(L"@none").GetBinary(out, sizeof out), 0u);
     // Attributes cannot be typed: plain base64.
     e.Attribute(L"@b").SetBinary(bytes, 3);
     EXPECT_EQ(e.Attribute(L"@b").GetString(), L"AAH+");
