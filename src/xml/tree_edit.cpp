@@ -32,6 +32,8 @@ void SplitQName(const std::string& qname, std::string& prefix, std::string& loca
     }
 }
 
+constexpr int kMaxCopyDepth = 4096;
+
 bool IsAncestorOrSelf(xmlNodePtr candidate, xmlNodePtr node) {
     for (xmlNodePtr n = node; n; n = n->parent)
         if (n == candidate)
@@ -240,6 +242,27 @@ void SetNodeText(DocState& owner, xmlNodePtr node, const std::string& text) {
         return;
     default:
         ThrowComError(E_FAIL, "the text of this kind of node cannot be set");
+    }
+}
+
+void CheckCopyDepth(xmlNodePtr root) {
+    int depth = 0;
+    xmlNodePtr n = root;
+    for (;;) {
+        if (n->children && n->type != XML_ENTITY_REF_NODE && n->type != XML_ATTRIBUTE_NODE) {
+            n = n->children;
+            if (++depth > kMaxCopyDepth)
+                ThrowComError(E_FAIL, "the tree is deeper than " + std::to_string(kMaxCopyDepth) +
+                                          " levels and cannot be copied");
+            continue;
+        }
+        while (n != root && !n->next) {
+            n = n->parent;
+            --depth;
+        }
+        if (n == root)
+            return;
+        n = n->next;
     }
 }
 

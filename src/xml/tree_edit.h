@@ -35,6 +35,11 @@ std::string NodeText(xmlNodePtr node);
 const xmlChar* DirectText(xmlNodePtr node);
 void SetNodeText(DocState& owner, xmlNodePtr node, const std::string& text);
 
+// libxml2 copies and transforms trees recursively. Trees built by code can be far deeper than
+// any parsed document (the parser stops at 256 levels); before such an operation this throws
+// ComError(E_FAIL) when the subtree is deeper than the stack can be trusted with.
+void CheckCopyDepth(xmlNodePtr root);
+
 // The DOM name of a node ("#text", "p:name", ...).
 std::string NodeName(xmlNodePtr node);
 

@@ -15,6 +15,7 @@
 #include <libxml/uri.h>
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 
 using namespace TlvUtl::xml_detail;
@@ -22,7 +23,7 @@ using namespace TlvUtl::xml_detail;
 namespace TlvUtl::xml_detail {
 namespace {
 
-HRESULT g_failNextCreation = S_OK;
+std::atomic<HRESULT> g_failNextCreation{S_OK};
 
 // "file:///a/b%20c.xml" names the file "/a/b c.xml"; any other URL is not a local file.
 bool LocalPathOf(const std::string& pathOrUrl, std::string& path) {
@@ -88,9 +89,8 @@ bool WXmlDoc::CreateDocument() {
     HRESULT hr = S_OK;
     try {
         EnsureXmlRuntime();
-        if (FAILED(g_failNextCreation)) {
-            hr = g_failNextCreation;
-            g_failNextCreation = S_OK;
+        if (const HRESULT simulated = g_failNextCreation.exchange(S_OK); FAILED(simulated)) {
+            hr = simulated;
         } else {
             doc_ = std::make_shared<DocState>(preserveWhiteSpace_);
             return true;
@@ -288,6 +288,7 @@ WXmlDoc WXmlDoc::Clone() const {
     if (!copy.doc_->doc)
         ThrowComError(E_OUTOFMEMORY, "cannot create a document");
     if (xmlNodePtr root = xmlDocGetRootElement(doc_->doc)) {
+        CheckCopyDepth(root);
         xmlNodePtr rootCopy = xmlDocCopyNode(root, copy.doc_->doc, 1);
         if (!rootCopy)
             ThrowComError(E_OUTOFMEMORY, "cannot copy the document");

@@ -267,6 +267,7 @@ void WXmlNode::Graft(WXmlNode& child, const WXmlNode& before) {
     // its tree, as a move would.
     if (moving.node->type == XML_ATTRIBUTE_NODE || moving.node->type == XML_DOCUMENT_NODE)
         ThrowComError(E_FAIL, "this kind of node cannot be inserted here");
+    CheckCopyDepth(moving.node);
     xmlNodePtr copy = xmlDocCopyNode(moving.node, ref.node->doc, 1);
     if (!copy)
         ThrowComError(E_OUTOFMEMORY, "cannot import the node");
@@ -283,6 +284,8 @@ WXmlNode WXmlNode::Clone(bool deep) const {
     xmlNodePtr copy = nullptr;
     if (n->type == XML_DOCUMENT_NODE)
         ThrowComError(E_FAIL, "a document node is copied with WXmlDoc::Clone");
+    if (deep)
+        CheckCopyDepth(n);
     if (n->type == XML_ATTRIBUTE_NODE)
         copy = reinterpret_cast<xmlNodePtr>(xmlCopyProp(nullptr, reinterpret_cast<xmlAttrPtr>(n)));
     else

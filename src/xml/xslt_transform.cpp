@@ -1,6 +1,7 @@
 // WXmlDoc::ApplyXSLT through libxslt. The stylesheet may read other local documents
 // (document(), xsl:import) but never the network, and may not write files.
 #include "doc_state.h"
+#include "tree_edit.h"
 #include "xml_runtime.h"
 
 #include <libxslt/security.h>
@@ -9,6 +10,8 @@
 #include <libxslt/xsltutils.h>
 
 #include <libxml/parser.h>
+
+#include <tlvutl/com_error.h>
 
 #include <mutex>
 
@@ -80,7 +83,17 @@ bool WXmlDoc::ApplyXSLT(WXmlDoc& stylesheet) {
         SetLastXmlError("the document or the stylesheet has no content");
         return false;
     }
+    try {
+        CheckCopyDepth(reinterpret_cast<xmlNodePtr>(doc_->doc));
+        CheckCopyDepth(reinterpret_cast<xmlNodePtr>(stylesheet.doc_->doc));
+    } catch (const ComError& e) {
+        SetLastXmlError(e.what());
+        return false;
+    }
     EnsureXmlRuntime();
+    // libxslt reports through process-wide settings: one transformation at a time.
+    static std::mutex serial;
+    std::lock_guard<std::mutex> lock(serial);
     std::string messages;
     CollectMessages collect(messages);
     LocalFilesOnly localOnly;

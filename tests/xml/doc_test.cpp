@@ -10,10 +10,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 namespace {
 
@@ -297,6 +299,63 @@ TEST(XmlBadInput, DeepNestingFailsCleanly) {
     WXmlDoc doc;
     EXPECT_FALSE(doc.LoadFromString(deep.c_str()));
     EXPECT_NE(TlvUtl::XmlLastError().Find(L"depth"), -1) << TlvUtl::XmlLastError().ToUtf8();
+}
+
+TEST(XmlBadInput, TreesBuiltDeeperThanAnyFileFailCleanlyWhereTheyMustBeCopied) {
+    WXmlDoc doc = WXmlDoc::CreateFromString(L"<r/>");
+    WXmlNode n = doc.GetRootNode();
+    for (int i = 0; i < 20000; ++i)
+        n = n.CreateChild(L"a", nullptr);
+    const CString text = doc.SaveToString(); // written without recursion
+    EXPECT_EQ(text.Left(31), L"<?xml version=\"1.0\"?>\n<r><a><a>");
+    EXPECT_FALSE(WXmlDoc::CreateFromString(text).IsLoaded()) << "too deep to parse back";
+    EXPECT_THROW(doc.Clone(), ComError);
+    EXPECT_THROW(doc.GetRootNode().Clone(true), ComError);
+    EXPECT_NO_THROW(doc.GetRootNode().Clone(false));
+    WXmlDoc other = WXmlDoc::CreateFromString(L"<o/>");
+    WXmlNode top = doc.GetRootNode().GetNode(WXPath(L"a"));
+    EXPECT_THROW(other.GetRootNode().Graft(top, 0), ComError);
+    WXmlDoc style = WXmlDoc::CreateFromString(
+        L"<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\"/>");
+    EXPECT_FALSE(doc.ApplyXSLT(style));
+    top.Prune(); // the whole chain is freed without recursion
+    EXPECT_EQ(doc.GetRootNode().GetXML(), L"<r/>");
+}
+
+// Documents are not shared between threads, but each thread may have its own.
+TEST_F(XmlFiles, IndependentDocumentsOnSeveralThreads) {
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            const std::wstring path = (dir / ("t" + std::to_string(t) + ".xml")).wstring();
+            for (int round = 0; round < 50; ++round) {
+                WXmlDoc doc;
+                if (!doc.LoadFromString(L"<r><i id=\"1\"/><i id=\"2\"/></r>")) {
+                    ++failures;
+                    continue;
+                }
+                WXmlNode root = doc.GetRootNode();
+                root.EnsureDescendantExists(WXPath(L"i[@id='3']")).Attribute(L"@v").SetInt(t);
+                if (root.GetNodes(WXPath(L"i[@id = '3']")).Count() != 1)
+                    ++failures;
+                try {
+                    root.DoesNodeExist(WXPath(L"i["));
+                    ++failures;
+                } catch (const ComError&) {
+                }
+                if (!doc.Save(path.c_str()) || WXmlDoc(false).LoadFromString(L"<bad") ||
+                    WXmlDoc::CreateFromFile(path.c_str())
+                            .GetRootNode()
+                            .GetNode(WXPath(L"i[3]"))
+                            .Attribute(L"@v")
+                            .GetInt(-1) != t)
+                    ++failures;
+            }
+        });
+    for (auto& th : threads)
+        th.join();
+    EXPECT_EQ(failures.load(), 0);
 }
 
 } // namespace
