@@ -210,7 +210,7 @@ void WalkLeafClauses(std::wstring& text) {
         std::wstring trial = text;
         RemoveClause(trial, clause);
         if (!AddClause(trial, clause)) {
-            // The spec'd fallback: the clause goes to the end of the leaf, the walk moves on.
+            // Not relocatable: the clause goes to the end of the leaf and the walk moves on.
             RemoveClause(text, clause);
             text += L'[' + clause + L']';
             ++index;
