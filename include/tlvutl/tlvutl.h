@@ -4,12 +4,14 @@
 
 #include <tlvutl/com_error.h>
 #include <tlvutl/cstring.h>
+#include <tlvutl/data_backup.h>
 #include <tlvutl/delegate.h>
 #include <tlvutl/encoding.h>
 #include <tlvutl/eq_parser.h>
 #include <tlvutl/export.h>
 #include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
+#include <tlvutl/geometry.h>
 #include <tlvutl/hooks.h>
 #include <tlvutl/locale.h>
 #include <tlvutl/messages.h>
@@ -19,10 +21,12 @@
 #include <tlvutl/registry.h>
 #include <tlvutl/runtime_class.h>
 #include <tlvutl/singleton.h>
+#include <tlvutl/stream.h>
 #include <tlvutl/string_table.h>
 #include <tlvutl/thread_lock.h>
 #include <tlvutl/unit_parser.h>
 #include <tlvutl/units.h>
 #include <tlvutl/wintypes.h>
+#include <tlvutl/xml.h>
 
 #endif

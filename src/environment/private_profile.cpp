@@ -62,8 +62,8 @@ DocumentPtr Load(LPCWSTR file) {
             return it->second.document;
         }
     }
-    std::string bytes;
-    if (!stamp.exists || !tlv::platform::ReadFileBytes(std::wstring(path), bytes))
+    std::string bytes, error;
+    if (!stamp.exists || !tlv::platform::ReadWholeFile(std::wstring(path), bytes, error))
         bytes.clear();
     auto document = std::make_shared<const ProfileDocument>(ProfileDocument::Parse(bytes));
     std::lock_guard<std::mutex> g(g_cacheMutex);
@@ -83,13 +83,13 @@ template <class Edit> BOOL Modify(const std::wstring& path, Edit edit) {
     tlv::platform::PathLock lock(path);
     if (!lock.Locked())
         return FALSE;
-    std::string bytes;
-    if (!tlv::platform::ReadFileBytes(path, bytes))
+    std::string bytes, error;
+    if (!tlv::platform::ReadWholeFile(path, bytes, error))
         return FALSE;
     ProfileDocument document = ProfileDocument::Parse(bytes);
     if (!edit(document))
         return TRUE;
-    const bool ok = tlv::platform::ReplaceFileContents(path, document.Serialize());
+    const bool ok = tlv::platform::WriteFileAtomically(path, document.Serialize(), error);
     Forget(path);
     return ok ? TRUE : FALSE;
 }

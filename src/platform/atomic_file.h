@@ -1,6 +1,6 @@
-// Files that several processes read and rewrite: a stamp that tells whether a file changed,
-// an exclusive inter-process lock on a path, and replacement of a file's contents that
-// leaves either the old or the new file after a crash, never a torn one.
+// Files that several processes read and rewrite: whole-file reads, crash-safe whole-file
+// writes, a stamp that tells whether a file changed, and an exclusive inter-process lock on a
+// path.
 #ifndef TLVUTL_PLATFORM_ATOMIC_FILE_H
 #define TLVUTL_PLATFORM_ATOMIC_FILE_H
 
@@ -20,8 +20,6 @@ struct FileStamp {
 };
 
 FileStamp StatFile(std::wstring_view path);
-// The whole file; false when it cannot be read.
-bool ReadFileBytes(const std::wstring& path, std::string& out);
 
 // Holds an exclusive lock on the file at a path (created empty when missing) for its
 // lifetime. The lock follows the path, not an old inode: after another process replaced the
@@ -38,9 +36,14 @@ private:
     int fd_ = -1;
 };
 
-// Writes bytes to a temporary file beside path, flushes it to disk, gives it the mode of
-// the file it replaces and renames it over path. False (path untouched) on failure.
-bool ReplaceFileContents(const std::wstring& path, const std::string& bytes);
+// The file's bytes; false with a message (naming the system's reason) when it cannot be read.
+bool ReadWholeFile(const std::wstring& path, std::string& bytes, std::string& error);
+
+// Replaces the file's content so that a crash or power loss at any moment leaves either the
+// old file or the new one: the bytes go to a new file beside it, are flushed to the disk,
+// and the new file is renamed over the old one. A new file gets the usual permissions
+// (0666 less the umask); a replaced one keeps its own.
+bool WriteFileAtomically(const std::wstring& path, std::string_view bytes, std::string& error);
 
 } // namespace tlv::platform
 

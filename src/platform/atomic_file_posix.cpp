@@ -3,6 +3,7 @@
 #include <tlvutl/encoding.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -11,28 +12,28 @@
 namespace tlv::platform {
 namespace {
 
-std::string Narrow(const std::wstring& p) {
-    return TlvUtils::ToUtf8(p);
+std::string Reason(const std::string& what, const std::string& path) {
+    return what + " " + path + ": " + std::strerror(errno);
 }
 
-bool WriteAll(int fd, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t n = ::write(fd, data, size);
+bool WriteAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
         if (n < 0) {
             if (errno == EINTR)
                 continue;
             return false;
         }
-        data += n;
-        size -= static_cast<std::size_t>(n);
+        bytes.remove_prefix(static_cast<std::size_t>(n));
     }
     return true;
 }
 
-std::string Directory(const std::string& path) {
+std::string DirectoryOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? std::string(".")
-                                      : (slash == 0 ? std::string("/") : path.substr(0, slash));
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 } // namespace
@@ -50,30 +51,8 @@ FileStamp StatFile(std::wstring_view path) {
     return s;
 }
 
-bool ReadFileBytes(const std::wstring& path, std::string& out) {
-    const int fd = ::open(Narrow(path).c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    out.clear();
-    char buffer[65536];
-    for (;;) {
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0) {
-            ::close(fd);
-            return false;
-        }
-        if (n == 0)
-            break;
-        out.append(buffer, static_cast<std::size_t>(n));
-    }
-    ::close(fd);
-    return true;
-}
-
-PathLock::PathLock(const std::wstring& wpath) {
-    const std::string path = Narrow(wpath);
+PathLock::PathLock(const std::wstring& widePath) {
+    const std::string path = TlvUtils::ToUtf8(widePath);
     for (int attempt = 0; attempt < 1000; ++attempt) {
         const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
         if (fd < 0)
@@ -102,23 +81,75 @@ PathLock::~PathLock() {
         ::close(fd_); // releases the lock
 }
 
-bool ReplaceFileContents(const std::wstring& wpath, const std::string& bytes) {
-    const std::string path = Narrow(wpath);
-    std::string temp = Directory(path) + "/.tlvutl-XXXXXX";
-    const int fd = ::mkstemp(temp.data());
-    if (fd < 0)
+bool ReadWholeFile(const std::wstring& widePath, std::string& bytes, std::string& error) {
+    const std::string path = TlvUtils::ToUtf8(widePath);
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        error = Reason("cannot open", path);
         return false;
+    }
     struct stat st {};
-    const mode_t mode = ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0644;
-    const bool ok =
-        WriteAll(fd, bytes.data(), bytes.size()) && ::fchmod(fd, mode) == 0 && ::fsync(fd) == 0;
+    if (::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+        ::close(fd);
+        errno = EISDIR;
+        error = Reason("cannot read", path);
+        return false;
+    }
+    bytes.clear();
+    if (st.st_size > 0)
+        bytes.reserve(static_cast<std::size_t>(st.st_size));
+    char chunk[65536];
+    for (;;) {
+        const ssize_t n = ::read(fd, chunk, sizeof chunk);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            error = Reason("cannot read", path);
+            ::close(fd);
+            return false;
+        }
+        if (n == 0)
+            break;
+        bytes.append(chunk, static_cast<std::size_t>(n));
+    }
     ::close(fd);
-    if (!ok || ::rename(temp.c_str(), path.c_str()) != 0) {
+    return true;
+}
+
+bool WriteFileAtomically(const std::wstring& widePath, std::string_view bytes, std::string& error) {
+    const std::string path = TlvUtils::ToUtf8(widePath);
+    std::string temp = path + ".XXXXXX";
+    const int fd = ::mkostemp(temp.data(), O_CLOEXEC);
+    if (fd < 0) {
+        error = Reason("cannot create a file beside", path);
+        return false;
+    }
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0) {
+        ::fchmod(fd, st.st_mode & 07777);
+    } else {
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        ::fchmod(fd, 0666 & ~mask);
+    }
+    if (!WriteAll(fd, bytes) || ::fsync(fd) != 0) {
+        error = Reason("cannot write", temp);
+        ::close(fd);
         ::unlink(temp.c_str());
         return false;
     }
-    // The rename itself must reach the disk for the new file to survive a power cut.
-    const int dir = ::open(Directory(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (::close(fd) != 0) {
+        error = Reason("cannot write", temp);
+        ::unlink(temp.c_str());
+        return false;
+    }
+    if (::rename(temp.c_str(), path.c_str()) != 0) {
+        error = Reason("cannot replace", path);
+        ::unlink(temp.c_str());
+        return false;
+    }
+    // The rename itself must reach the disk too.
+    const int dir = ::open(DirectoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (dir >= 0) {
         ::fsync(dir);
         ::close(dir);

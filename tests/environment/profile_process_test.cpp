@@ -89,7 +89,7 @@ TEST(ProfileProcesses, KilledWriterLeavesTheOldOrTheNewFile) {
     // No temporary file is left behind by a finished write; at most one by the killed one.
     int leftovers = 0;
     for (const auto& e : std::filesystem::directory_iterator(dir.path()))
-        leftovers += e.path().filename().string().rfind(".tlvutl-", 0) == 0;
+        leftovers += e.path().filename().string().rfind("crash.ini.", 0) == 0;
     EXPECT_LE(leftovers, 1);
 }
 

@@ -154,7 +154,24 @@ void TourRegistry() {
               << WUTLRegistry::DeleteRegistryKey((std::wstring(root) + sub).c_str()) << "\n";
 }
 
-} // namespace
+void TourXml() {
+    Heading("XML settings");
+    WXmlDoc doc;
+    doc.LoadFromString(L"<settings><paper name=\"A4\" width=\"2100000\"/></settings>");
+    WXmlNode root = doc.GetRootNode();
+    WXmlNode letter = root.EnsureDescendantExists(WXPath(L"paper[@name='Letter']"));
+    letter.Attribute(L"@width").SetInt(2159000);
+    letter.Attribute(L"@ratio").SetDouble(0.7727);
+    letter.Attribute(L"@offset").SetPoint(CPoint(-5, 12));
+    letter.Attribute(L"@portrait").SetBool(true);
+    std::cout << "ensured and typed:  " << U8(letter.GetXML()) << "\n";
+    std::cout << "A4 width:           "
+              << root.GetNode(WXPath(L"paper[@name='A4']")).Attribute(L"@width").GetInt(0) << "\n";
+    std::cout << "missing, default:   " << letter.Attribute(L"@height").GetInt(-1) << "\n";
+    WXPath path(L"settings/paper[../@unit='mm']");
+    path.Normalize();
+    std::cout << "normalised path:    " << U8(static_cast<const CString&>(path)) << "\n";
+}
 
 void TourUnits() {
     Heading("Units");
@@ -182,6 +199,8 @@ void TourUnits() {
     std::cout << "\n";
 }
 
+} // namespace
+
 int RunTour(const Args& args) {
     if (!args.empty())
         return UsageError(Commands()[0], "takes no arguments");
@@ -193,6 +212,7 @@ int RunTour(const Args& args) {
     TourRegistry();
     TourFolders();
     TourUnits();
+    TourXml();
     return kOk;
 }
 

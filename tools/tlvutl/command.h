@@ -37,6 +37,7 @@ bool ParseUnitArgument(const std::string& text, int& unit);
 // The folder getters and their paths (the first few unless all).
 void PrintFolders(std::ostream& out, bool all);
 int RunReg(const Args& args);
+int RunXml(const Args& args);
 
 } // namespace tlvtool
 

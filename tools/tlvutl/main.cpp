@@ -29,6 +29,11 @@ const std::vector<Command>& Commands() {
          "REG_QWORD|REG_BINARY]\n  reg delete KEY [NAME]\n  reg export KEY FILE.reg\n"
          "  reg import FILE.reg",
          RunReg},
+        {"xml", "read or change a settings file by XPath",
+         "get FILE PATH\n  xml set FILE PATH VALUE\n  xml ensure FILE PATH\n"
+         "  xml delete FILE PATH\n  xml validate FILE SCHEMA.xsd\n"
+         "  xml transform FILE STYLESHEET [OUT]",
+         RunXml},
     };
     return commands;
 }

@@ -1,0 +1,70 @@
+// WXmlDoc::Validate: XSD validation through libxml2. The schema file is parsed as every
+// document is (no network, no DTD); its includes and imports may name local files only.
+#include "doc_state.h"
+#include "parser.h"
+#include "xml_runtime.h"
+
+#include "../platform/atomic_file.h"
+
+#include <libxml/xmlschemas.h>
+
+using namespace TlvUtl::xml_detail;
+
+namespace {
+
+void KeepFirst(void* into, xmlErrorPtr error) {
+    auto* message = static_cast<std::string*>(into);
+    if (message->empty())
+        *message = DescribeXmlError(error);
+}
+
+} // namespace
+
+bool WXmlDoc::Validate(const wchar_t* schemaPath) {
+    ClearLastXmlError();
+    if (!doc_ || !doc_->doc)
+        ThrowNoDocument();
+    if (!schemaPath)
+        return false;
+    std::string bytes, error;
+    if (!tlv::platform::ReadWholeFile(schemaPath, bytes, error)) {
+        SetLastXmlError(error);
+        return false;
+    }
+    const std::string url = ToXml(schemaPath);
+    ParseRequest request;
+    request.bytes = bytes.data();
+    request.size = bytes.size();
+    request.url = url.c_str();
+    xmlDocPtr schemaDoc = ParseXml(request, error);
+    if (!schemaDoc) {
+        SetLastXmlError("the schema cannot be read: " + error);
+        return false;
+    }
+    LocalFilesOnly localOnly;
+    std::string message;
+    xmlSchemaPtr schema = nullptr;
+    if (xmlSchemaParserCtxtPtr pctxt = xmlSchemaNewDocParserCtxt(schemaDoc)) {
+        xmlSchemaSetParserStructuredErrors(pctxt, KeepFirst, &message);
+        schema = xmlSchemaParse(pctxt);
+        xmlSchemaFreeParserCtxt(pctxt);
+    }
+    if (!schema) {
+        xmlFreeDoc(schemaDoc);
+        SetLastXmlError("the schema is not usable: " + message);
+        return false;
+    }
+    int result = -1;
+    if (xmlSchemaValidCtxtPtr vctxt = xmlSchemaNewValidCtxt(schema)) {
+        xmlSchemaSetValidStructuredErrors(vctxt, KeepFirst, &message);
+        result = xmlSchemaValidateDoc(vctxt, doc_->doc);
+        xmlSchemaFreeValidCtxt(vctxt);
+    }
+    xmlSchemaFree(schema);
+    xmlFreeDoc(schemaDoc);
+    if (result != 0) {
+        SetLastXmlError(message.empty() ? "the document is not valid" : message);
+        return false;
+    }
+    return true;
+}
