@@ -5,16 +5,20 @@
 #include <tlvutl/com_error.h>
 #include <tlvutl/cstring.h>
 #include <tlvutl/delegate.h>
+#include <tlvutl/duplication.h>
 #include <tlvutl/encoding.h>
 #include <tlvutl/export.h>
 #include <tlvutl/frame.h>
 #include <tlvutl/hooks.h>
+#include <tlvutl/lists.h>
+#include <tlvutl/memory.h>
 #include <tlvutl/messages.h>
 #include <tlvutl/optional.h>
 #include <tlvutl/runtime_class.h>
 #include <tlvutl/singleton.h>
 #include <tlvutl/string_table.h>
 #include <tlvutl/thread_lock.h>
+#include <tlvutl/tree.h>
 #include <tlvutl/wintypes.h>
 
 #endif
