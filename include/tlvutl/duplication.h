@@ -38,8 +38,7 @@ class TLVUTL_API IDuplicationContext {
 public:
     virtual bool IsDeepCopy() const = 0;
     // Maps source to copy; returns the context for chaining.
-    virtual IDuplicationContext& MapInstance(const IDuplicatable* source,
-                                             IDuplicatable* copy) = 0;
+    virtual IDuplicationContext& MapInstance(const IDuplicatable* source, IDuplicatable* copy) = 0;
     // Maps source to a shared copy, which plain look-ups find as well.
     virtual IDuplicationContext& MapPtrInstance(const IDuplicatable* source,
                                                 std::shared_ptr<IDuplicatable> copy) = 0;

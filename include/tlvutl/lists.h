@@ -12,6 +12,9 @@
  *   tableOffset  count + 1 entries: entry i is where record i begins, entry count equals size
  *   then a gap of 0 to 7 bytes, then the records back to back in index order.
  *
+ * The library writes zeros into the gap whenever it moves the table's end or the first
+ * record, so a block holds no stale bytes there.
+ *
  * A record of length 0 is an empty slot: it keeps its index but holds nothing. Adding a slot
  * makes room for one more table entry by moving all record bytes up by a multiple of 4 when
  * the gap is too small; removing a slot moves them down by 4 only when the gap is already 4

@@ -23,7 +23,7 @@
 
 struct BTreeNode {
     void* item;
-    DWORD height; // a leaf has 1; an absent child counts 0
+    DWORD height;    // a leaf has 1; an absent child counts 0
     BTreeNode* left; // smaller items
     BTreeNode* right;
 };

@@ -78,6 +78,8 @@ public:
     void SetEntry(uint32_t i, uint32_t v) { Store(Table() + i * kEntry, v); }
     uint64_t TableEnd() const { return uint64_t{tableOffset_} + (uint64_t{count_} + 1) * kEntry; }
     uint32_t Gap() const { return static_cast<uint32_t>(Entry(0) - TableEnd()); }
+    // Zeroes the gap, so that no stale table or record bytes are persisted with the list.
+    void ClearGap() { std::memset(base_ + TableEnd(), 0, Gap()); }
 
     // The header's own consistency; entries other than 0 and count are checked where used.
     bool Valid(bool requireEnd) const {
@@ -168,8 +170,8 @@ void CopyOut(const unsigned char* record, uint32_t length, void* buffer, DWORD b
 // The shift that gives the table room for `added` more entries: the missing room rounded up
 // to a multiple of 4, or 0 when the gap suffices.
 uint64_t TableShift(const Block& b, uint64_t added) {
-    const int64_t missing = static_cast<int64_t>(b.TableEnd() + added * kEntry) -
-                            static_cast<int64_t>(b.Entry(0));
+    const int64_t missing =
+        static_cast<int64_t>(b.TableEnd() + added * kEntry) - static_cast<int64_t>(b.Entry(0));
     return missing > 0 ? RoundUp4(static_cast<uint64_t>(missing)) : 0;
 }
 
@@ -198,6 +200,7 @@ bool InsertRecord(Block& b, uint32_t i, const void* data, uint32_t length) {
     b.SetEntry(i, at + shift);
     Fill(base + at + shift, data, length);
     b.SetHeader(static_cast<uint32_t>(newSize), n + 1);
+    b.ClearGap();
     return true;
 }
 
@@ -219,6 +222,7 @@ void RemoveRecord(Block& b, uint32_t i, uint32_t at, uint32_t length, void* buff
     std::memmove(base + at - shift, base + at + length, size - at - length);
     const uint32_t newSize = size - length - shift;
     b.SetHeader(newSize, n - 1);
+    b.ClearGap();
     b.Resize(newSize);
 }
 
@@ -270,6 +274,7 @@ bool ReplaceRecord(Block& b, uint32_t i, uint32_t at, uint32_t oldLength, const 
     AddToEntries(table + (i + 1) * kEntry, n - i, length - oldLength - shift);
     Fill(base + at - shift, data, length);
     b.SetHeader(static_cast<uint32_t>(newSize), n);
+    b.ClearGap();
     if (newSize < size)
         b.Resize(newSize);
     return true;
@@ -309,6 +314,7 @@ bool PutBeyond(Block& b, uint32_t index, const void* data, uint32_t length) {
     b.SetEntry(index + 1, static_cast<uint32_t>(newSize));
     Fill(base + size + s, data, length);
     b.SetHeader(static_cast<uint32_t>(newSize), index + 1);
+    b.ClearGap();
     return true;
 }
 
@@ -515,7 +521,8 @@ LONG LIST_FindElement(HMEM list, LONG start, const void* pattern, DWORD patternS
         uint32_t at, length;
         if (!b->Record(i, at, length))
             return -1;
-        if (length >= fieldEnd && std::memcmp(b->Base() + at + fieldOffset, wanted, fieldLength) == 0)
+        if (length >= fieldEnd &&
+            std::memcmp(b->Base() + at + fieldOffset, wanted, fieldLength) == 0)
             return static_cast<LONG>(i);
     }
     return -1;

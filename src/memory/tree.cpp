@@ -106,10 +106,10 @@ bool Walk(const BTreeNode* node, CEnumerator& e, int reverse, int other) {
 
 struct CBTree::AddState {
     void* item;
-    bool unique;     // refuse equal items
-    bool replace;    // ...and put the new one in place of the equal one
-    bool inserted;   // a node was added
-    void* existing;  // the equal item found in unique mode
+    bool unique;    // refuse equal items
+    bool replace;   // ...and put the new one in place of the equal one
+    bool inserted;  // a node was added
+    void* existing; // the equal item found in unique mode
 };
 
 CBTree::CBTree() : m_pRoot(nullptr), m_nBalance(0) {}
