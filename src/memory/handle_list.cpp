@@ -21,7 +21,6 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <source_location>
 
 static_assert(std::endian::native == std::endian::little,
               "the list block is little-endian; a big-endian port must swap its fields");
@@ -33,11 +32,12 @@ constexpr uint32_t kEntry = 4;
 constexpr uint32_t kHeaderBytes = 12;
 constexpr uint64_t kMaxBlock = INT32_MAX; // HMEM sizes are signed 32-bit
 
-void Report(UINT code, std::source_location where = std::source_location::current()) {
+// The line is the caller's (__builtin_LINE as a default argument is evaluated at the call;
+// std::source_location is not available with every compiler the library is built with).
+void Report(UINT code, UINT line = __builtin_LINE()) {
     // A failed resize gets the "could not be completed" body; everything else is a fault
     // the user should save their work after.
-    UIMSG_FatalError(code, kModuleName, where.line(), kModuleName,
-                     code == UTL_FATAL_RESIZE ? 0 : 1);
+    UIMSG_FatalError(code, kModuleName, line, kModuleName, code == UTL_FATAL_RESIZE ? 0 : 1);
 }
 
 inline uint32_t Load(const unsigned char* p) {
@@ -138,18 +138,18 @@ private:
 // Locks the list. A null handle is reported with nullCode; a block that is not a list with
 // 1001, as it cannot be locked as one.
 std::optional<Block> Open(HMEM list, UINT nullCode = UTL_FATAL_LOCK, bool requireEnd = true,
-                          std::source_location where = std::source_location::current()) {
+                          UINT line = __builtin_LINE()) {
     if (!list || !list->data) {
-        Report(nullCode, where);
+        Report(nullCode, line);
         return std::nullopt;
     }
     if (list->size < 16) {
-        Report(UTL_FATAL_LOCK, where);
+        Report(UTL_FATAL_LOCK, line);
         return std::nullopt;
     }
     Block block(list, static_cast<unsigned char*>(list->data));
     if (!block.Valid(requireEnd)) {
-        Report(UTL_FATAL_LOCK, where);
+        Report(UTL_FATAL_LOCK, line);
         return std::nullopt;
     }
     return block;
