@@ -176,7 +176,8 @@ TEST_P(HandleListLayout, EveryStepGivesTheHandDerivedBytes) {
     Bytes ext(headerSize - 12);
     for (size_t i = 0; i < ext.size(); ++i)
         ext[i] = static_cast<uint8_t>(0xA0 + i);
-    std::memcpy(static_cast<uint8_t*>(MEMMANLock(list)) + 12, ext.data(), ext.size());
+    if (!ext.empty())
+        std::memcpy(static_cast<uint8_t*>(MEMMANLock(list)) + 12, ext.data(), ext.size());
     ASSERT_EQ(BlockOf(list), ImageOf({16, 0, {16}, 0, ""}, headerSize, ext));
     EXPECT_EQ(LIST_Size(list), 0);
     EXPECT_EQ(LIST_LLength(static_cast<LIST*>(MEMMANLock(list))), 16 + headerSize - 12);
