@@ -63,17 +63,32 @@ inline void Store(unsigned char* p, uint32_t v) {
 constexpr uint32_t kChunk = 8;
 constexpr uint32_t kChunkBytes = kChunk * kEntry;
 
+#if defined(__GNUC__)
+// Eight entries as one value, so a chunk stays in a register.
+typedef uint32_t Chunk __attribute__((vector_size(kChunkBytes)));
+inline void AddChunk(Chunk& c, uint32_t delta) {
+    c += delta;
+}
+#else
+struct Chunk {
+    uint32_t v[kChunk];
+};
+inline void AddChunk(Chunk& c, uint32_t delta) {
+    for (uint32_t& v : c.v)
+        v += delta;
+}
+#endif
+
 // Adds delta (mod 2^32) to n consecutive entries.
 TLVUTL_WIDE_VECTORS void AddToEntries(unsigned char* p, uint32_t n, uint32_t delta) {
     if (delta == 0)
         return;
     uint32_t i = 0;
     for (; i + kChunk <= n; i += kChunk) {
-        uint32_t chunk[kChunk];
-        std::memcpy(chunk, p + i * kEntry, kChunkBytes);
-        for (uint32_t& v : chunk)
-            v += delta;
-        std::memcpy(p + i * kEntry, chunk, kChunkBytes);
+        Chunk chunk;
+        std::memcpy(&chunk, p + i * kEntry, kChunkBytes);
+        AddChunk(chunk, delta);
+        std::memcpy(p + i * kEntry, &chunk, kChunkBytes);
     }
     for (; i < n; ++i)
         Store(p + i * kEntry, Load(p + i * kEntry) + delta);
@@ -84,11 +99,10 @@ TLVUTL_WIDE_VECTORS void AddToEntries(unsigned char* p, uint32_t n, uint32_t del
 TLVUTL_WIDE_VECTORS void MoveEntriesUp(unsigned char* p, uint32_t n, uint32_t delta) {
     uint32_t j = n;
     for (; j >= kChunk; j -= kChunk) {
-        uint32_t chunk[kChunk];
-        std::memcpy(chunk, p + (j - kChunk) * kEntry, kChunkBytes);
-        for (uint32_t& v : chunk)
-            v += delta;
-        std::memcpy(p + (j - kChunk + 1) * kEntry, chunk, kChunkBytes);
+        Chunk chunk;
+        std::memcpy(&chunk, p + (j - kChunk) * kEntry, kChunkBytes);
+        AddChunk(chunk, delta);
+        std::memcpy(p + (j - kChunk + 1) * kEntry, &chunk, kChunkBytes);
     }
     for (; j > 0; --j)
         Store(p + j * kEntry, Load(p + (j - 1) * kEntry) + delta);
@@ -98,11 +112,10 @@ TLVUTL_WIDE_VECTORS void MoveEntriesUp(unsigned char* p, uint32_t n, uint32_t de
 TLVUTL_WIDE_VECTORS void MoveEntriesDown(unsigned char* p, uint32_t n, uint32_t delta) {
     uint32_t j = 0;
     for (; j + kChunk <= n; j += kChunk) {
-        uint32_t chunk[kChunk];
-        std::memcpy(chunk, p + (j + 1) * kEntry, kChunkBytes);
-        for (uint32_t& v : chunk)
-            v += delta;
-        std::memcpy(p + j * kEntry, chunk, kChunkBytes);
+        Chunk chunk;
+        std::memcpy(&chunk, p + (j + 1) * kEntry, kChunkBytes);
+        AddChunk(chunk, delta);
+        std::memcpy(p + j * kEntry, &chunk, kChunkBytes);
     }
     for (; j < n; ++j)
         Store(p + j * kEntry, Load(p + (j + 1) * kEntry) + delta);
