@@ -5,6 +5,7 @@
 #include "heap.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -82,6 +83,35 @@ BTreeNode* DetachSmallest(BTreeNode* node, void*& item) {
     node->left = DetachSmallest(node->left, item);
     return Rebalance(node);
 }
+
+// The links passed on the way down. AVL trees stay shallow (under 64 levels for any tree
+// that fits in memory), but heights left stale by removing a null item can let one grow
+// deeper, so the stack spills to the heap rather than overflow.
+class Path {
+public:
+    void Push(BTreeNode** link) {
+        if (size_ < kInline)
+            inline_[size_] = link;
+        else
+            spill_.push_back(link);
+        ++size_;
+    }
+    BTreeNode** Pop() {
+        --size_;
+        if (size_ < kInline)
+            return inline_[size_];
+        BTreeNode** link = spill_.back();
+        spill_.pop_back();
+        return link;
+    }
+    bool Empty() const { return size_ == 0; }
+
+private:
+    static constexpr size_t kInline = 64;
+    BTreeNode** inline_[kInline];
+    size_t size_ = 0;
+    std::vector<BTreeNode**> spill_;
+};
 
 bool Walk(const BTreeNode* node, CEnumerator& e, int reverse, int other) {
     if (!node)
@@ -189,41 +219,62 @@ int CBTree::Enumerate(CEnumerator* enumerator, int reverse, int other) {
 }
 
 BTreeNode* CBTree::SubTreeAdd(BTreeNode* node, AddState& state) {
-    if (!node) {
-        BTreeNode* fresh = NewNode(state.item);
-        state.inserted = fresh != nullptr;
-        return fresh;
-    }
-    const int order = Compare(node->item, state.item);
-    bool right;
-    if (order == 0) {
+    // Iterative: the descent is a chain of cache misses, and a plain loop lets the processor
+    // run ahead along it better than a recursion does.
+    BTreeNode* root = node;
+    Path path;
+    BTreeNode** link = &root;
+    while (BTreeNode* at = *link) {
+        const int order = Compare(at->item, state.item);
+        // Branches rather than a computed select: a predicted branch lets the next node's load
+        // start before this comparison is done.
+        if (order > 0) {
+            path.Push(link);
+            link = &at->left;
+            continue;
+        }
+        if (order < 0) {
+            path.Push(link);
+            link = &at->right;
+            continue;
+        }
         if (state.unique) {
-            state.existing = node->item;
+            state.existing = at->item;
             if (state.replace)
-                node->item = state.item;
-            return node;
+                at->item = state.item;
+            return root;
         }
         // Equal items go down the lower side, alternating on a tie.
-        right = IsLeftDeeper(node) != 0;
-    } else {
-        right = order < 0;
+        path.Push(link);
+        link = IsLeftDeeper(at) ? &at->right : &at->left;
     }
-    BTreeNode*& child = right ? node->right : node->left;
-    BTreeNode* grown = SubTreeAdd(child, state);
-    if (!state.inserted)
-        return node;
-    child = grown;
-    return Rebalance(node);
+    BTreeNode* fresh = NewNode(state.item);
+    if (!fresh)
+        return root;
+    *link = fresh;
+    state.inserted = true;
+    // Back up, rebalancing. A subtree that keeps its height leaves every node above it as it
+    // was, so the walk stops there.
+    while (!path.Empty()) {
+        BTreeNode** up = path.Pop();
+        const DWORD before = (*up)->height;
+        *up = Rebalance(*up);
+        if ((*up)->height == before)
+            break;
+    }
+    return root;
 }
 
 BTreeNode* CBTree::SubTreeRemove(BTreeNode* node, void* key, void*& removed) {
     if (!node)
         return nullptr;
     const int order = Compare(node->item, key);
-    if (order > 0) {
-        node->left = SubTreeRemove(node->left, key, removed);
-    } else if (order < 0) {
-        node->right = SubTreeRemove(node->right, key, removed);
+    if (order != 0) {
+        BTreeNode*& child = order > 0 ? node->left : node->right;
+        const int before = Height(child);
+        child = SubTreeRemove(child, key, removed);
+        if (Height(child) == before)
+            return node; // as in SubTreeAdd: nothing above can change
     } else {
         removed = node->item;
         if (!node->left || !node->right) {

@@ -269,6 +269,7 @@ public:
         return static_cast<int>(reinterpret_cast<intptr_t>(item) - reinterpret_cast<intptr_t>(key));
     }
     const BTreeNode* Root() const { return m_pRoot; }
+    BTreeNode*& RootLink() { return m_pRoot; }
 };
 
 void* Number(intptr_t n) {
@@ -284,6 +285,34 @@ TEST(TreeKept, RemovingANullItemSkipsTheRebalancing) {
     EXPECT_EQ(tree.Root()->left->left, nullptr) << "the node is gone";
     EXPECT_EQ(tree.Root()->left->height, 2u) << "kept: heights on the path stay as they were";
     EXPECT_EQ(tree.Root()->height, 3u);
+}
+
+// A tree deeper than any balanced one (as stale heights can leave behind): inserting at its
+// bottom must still walk back up correctly.
+TEST(TreeKept, InsertingBelowAVeryDeepChainWorks) {
+    NumberTree tree;
+    BTreeNode** link = &tree.RootLink();
+    for (intptr_t k = 1; k <= 100; ++k) {
+        auto* node = static_cast<BTreeNode*>(std::malloc(sizeof(BTreeNode)));
+        *node = BTreeNode{Number(k), static_cast<DWORD>(101 - k), nullptr, nullptr};
+        *link = node;
+        link = &node->right;
+    }
+    ASSERT_EQ(tree.Add(Number(101)), 1);
+    std::string walk;
+    struct Collect : CEnumerator {
+        std::string* out;
+        int Visit(void* item) override {
+            *out += std::to_string(reinterpret_cast<intptr_t>(item)) + " ";
+            return 1;
+        }
+    } collect;
+    collect.out = &walk;
+    tree.Enumerate(&collect, 0, 0);
+    std::string want;
+    for (int k = 1; k <= 101; ++k)
+        want += std::to_string(k) + " ";
+    EXPECT_EQ(walk, want);
 }
 
 TEST(TreeModel, RandomSequencesAgreeWithMultiset) {
