@@ -6,7 +6,6 @@
 #include "heap.h"
 
 #include <cstring>
-#include <new>
 
 using tlv::memory::HeapAllocate;
 using tlv::memory::HeapFree;
