@@ -69,8 +69,9 @@ BTreeNode* DetachLargest(BTreeNode* node, void*& item) {
         tlv::memory::HeapFree(node);
         return rest;
     }
+    const int before = Height(node->right);
     node->right = DetachLargest(node->right, item);
-    return Rebalance(node);
+    return Height(node->right) == before ? node : Rebalance(node);
 }
 
 BTreeNode* DetachSmallest(BTreeNode* node, void*& item) {
@@ -80,8 +81,9 @@ BTreeNode* DetachSmallest(BTreeNode* node, void*& item) {
         tlv::memory::HeapFree(node);
         return rest;
     }
+    const int before = Height(node->left);
     node->left = DetachSmallest(node->left, item);
-    return Rebalance(node);
+    return Height(node->left) == before ? node : Rebalance(node);
 }
 
 // The links passed on the way down. AVL trees stay shallow (under 64 levels for any tree
@@ -266,30 +268,52 @@ BTreeNode* CBTree::SubTreeAdd(BTreeNode* node, AddState& state) {
 }
 
 BTreeNode* CBTree::SubTreeRemove(BTreeNode* node, void* key, void*& removed) {
-    if (!node)
-        return nullptr;
-    const int order = Compare(node->item, key);
-    if (order != 0) {
-        BTreeNode*& child = order > 0 ? node->left : node->right;
-        const int before = Height(child);
-        child = SubTreeRemove(child, key, removed);
-        if (Height(child) == before)
-            return node; // as in SubTreeAdd: nothing above can change
-    } else {
-        removed = node->item;
-        if (!node->left || !node->right) {
-            BTreeNode* rest = node->left ? node->left : node->right;
-            tlv::memory::HeapFree(node);
-            return rest;
+    BTreeNode* root = node;
+    Path path;
+    BTreeNode** link = &root;
+    for (;;) {
+        BTreeNode* at = *link;
+        if (!at)
+            return root;
+        const int order = Compare(at->item, key);
+        // Branches, not a select, as in SubTreeAdd.
+        if (order > 0) {
+            path.Push(link);
+            link = &at->left;
+        } else if (order < 0) {
+            path.Push(link);
+            link = &at->right;
+        } else {
+            break;
         }
-        if (IsLeftDeeper(node))
-            node->left = DetachLargest(node->left, node->item);
+    }
+    BTreeNode* at = *link;
+    const DWORD before = at->height;
+    removed = at->item;
+    if (!at->left || !at->right) {
+        *link = at->left ? at->left : at->right;
+        tlv::memory::HeapFree(at);
+    } else {
+        if (IsLeftDeeper(at))
+            at->left = DetachLargest(at->left, at->item);
         else
-            node->right = DetachSmallest(node->right, node->item);
+            at->right = DetachSmallest(at->right, at->item);
+        if (removed)
+            *link = Rebalance(at);
     }
     // The removed item doubles as the "something was removed" flag, so removing a null item
-    // leaves the path as it is.
-    return removed ? Rebalance(node) : node;
+    // leaves the heights on the path as they are. Otherwise rebalance upwards until a subtree
+    // keeps its height: nothing above it can change.
+    if (!removed || Height(*link) == static_cast<int>(before))
+        return root;
+    while (!path.Empty()) {
+        BTreeNode** up = path.Pop();
+        const DWORD height = (*up)->height;
+        *up = Rebalance(*up);
+        if ((*up)->height == height)
+            break;
+    }
+    return root;
 }
 
 void* CBTree::SubTreeFind(BTreeNode* node, void* key) {
