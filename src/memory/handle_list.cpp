@@ -50,10 +50,10 @@ inline void Store(unsigned char* p, uint32_t v) {
     std::memcpy(p, &v, sizeof v);
 }
 
-// The offset-table passes below are most of the cost of an insertion or removal besides the
-// memmove of the records. They work in chunks of 8 entries copied through a local array, which
-// compilers turn into unaligned vector loads and stores (a table behind an odd header size is
-// not aligned), with an AVX2 variant chosen at load time where the platform allows it.
+// Adjusting the offset table is most of the cost of an insertion or removal besides the
+// memmoves. The entries are adjusted in chunks of 8 held in one vector register, with aligned
+// stores, and an AVX2 variant is chosen at load time where the platform allows it. A table
+// behind an odd header size is not aligned at all and takes the scalar path.
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__SANITIZE_ADDRESS__)
 #define TLVUTL_WIDE_VECTORS __attribute__((target_clones("avx2", "default")))
 #else
@@ -79,8 +79,8 @@ inline void AddChunk(Chunk& c, uint32_t delta) {
 }
 #endif
 
-// Whether a chunk store at p would be aligned; a few scalar steps first make it so, as
-// stores that straddle cache lines cost about twice as much.
+// Whether a chunk store at p would straddle an alignment boundary; a few scalar steps first
+// avoid that, as split stores cost about twice as much.
 inline bool Unaligned(const unsigned char* p) {
     return reinterpret_cast<uintptr_t>(p) % kChunkBytes != 0;
 }
@@ -100,37 +100,6 @@ TLVUTL_WIDE_VECTORS void AddToEntries(unsigned char* p, uint32_t n, uint32_t del
     }
     for (; i < n; ++i)
         Store(p + i * kEntry, Load(p + i * kEntry) + delta);
-}
-
-// Moves n entries up by one place, adding delta: entry j + 1 becomes entry j + delta. From the
-// end, so each chunk is read before the chunk below writes over it.
-TLVUTL_WIDE_VECTORS void MoveEntriesUp(unsigned char* p, uint32_t n, uint32_t delta) {
-    uint32_t j = n;
-    for (; j >= kChunk && Unaligned(p + (j - kChunk + 1) * kEntry); --j)
-        Store(p + j * kEntry, Load(p + (j - 1) * kEntry) + delta);
-    for (; j >= kChunk; j -= kChunk) {
-        Chunk chunk;
-        std::memcpy(&chunk, p + (j - kChunk) * kEntry, kChunkBytes);
-        AddChunk(chunk, delta);
-        std::memcpy(p + (j - kChunk + 1) * kEntry, &chunk, kChunkBytes);
-    }
-    for (; j > 0; --j)
-        Store(p + j * kEntry, Load(p + (j - 1) * kEntry) + delta);
-}
-
-// Moves n entries down by one place, adding delta: entry j becomes entry j + 1 + delta.
-TLVUTL_WIDE_VECTORS void MoveEntriesDown(unsigned char* p, uint32_t n, uint32_t delta) {
-    uint32_t j = 0;
-    for (; j < n && Unaligned(p + j * kEntry); ++j)
-        Store(p + j * kEntry, Load(p + (j + 1) * kEntry) + delta);
-    for (; j + kChunk <= n; j += kChunk) {
-        Chunk chunk;
-        std::memcpy(&chunk, p + (j + 1) * kEntry, kChunkBytes);
-        AddChunk(chunk, delta);
-        std::memcpy(p + j * kEntry, &chunk, kChunkBytes);
-    }
-    for (; j < n; ++j)
-        Store(p + j * kEntry, Load(p + (j + 1) * kEntry) + delta);
 }
 
 uint64_t RoundUp4(uint64_t v) {
@@ -269,7 +238,8 @@ bool InsertRecord(Block& b, uint32_t i, const void* data, uint32_t length) {
     if (shift)
         std::memmove(base + first + shift, base + first, at - first);
     unsigned char* table = b.Table();
-    MoveEntriesUp(table + i * kEntry, n + 1 - i, shift + length);
+    std::memmove(table + (i + 1) * kEntry, table + i * kEntry, (n + 1 - i) * kEntry);
+    AddToEntries(table + (i + 1) * kEntry, n + 1 - i, shift + length);
     if (shift)
         AddToEntries(table, i, shift);
     b.SetEntry(i, at + shift);
@@ -290,7 +260,8 @@ void RemoveRecord(Block& b, uint32_t i, uint32_t at, uint32_t length, void* buff
     unsigned char* table = b.Table();
     if (shift)
         AddToEntries(table, i, 0u - shift);
-    MoveEntriesDown(table + i * kEntry, n - i, 0u - (length + shift));
+    std::memmove(table + i * kEntry, table + (i + 1) * kEntry, (n - i) * kEntry);
+    AddToEntries(table + i * kEntry, n - i, 0u - (length + shift));
     unsigned char* base = b.Base();
     if (shift)
         std::memmove(base + first - shift, base + first, at - first);
