@@ -19,7 +19,12 @@ using tlvtest::CheckFatalCodes;
 std::string Get(HMEM list, LONG index) {
     char buf[64];
     const LONG n = LIST_GetIth(list, index, buf, sizeof buf);
-    return n < 0 ? "<" + std::to_string(n) + ">" : std::string(buf, static_cast<size_t>(n));
+    if (n >= 0)
+        return std::string(buf, static_cast<size_t>(n));
+    std::string failure = "<";
+    failure += std::to_string(n);
+    failure += ">";
+    return failure;
 }
 
 class HandleList : public ::testing::Test {
