@@ -6,6 +6,7 @@
 #include <tlvutl/cstring.h>
 #include <tlvutl/data_backup.h>
 #include <tlvutl/delegate.h>
+#include <tlvutl/duplication.h>
 #include <tlvutl/encoding.h>
 #include <tlvutl/eq_parser.h>
 #include <tlvutl/export.h>
@@ -14,6 +15,8 @@
 #include <tlvutl/geometry.h>
 #include <tlvutl/hooks.h>
 #include <tlvutl/locale.h>
+#include <tlvutl/lists.h>
+#include <tlvutl/memory.h>
 #include <tlvutl/messages.h>
 #include <tlvutl/optional.h>
 #include <tlvutl/profile.h>
@@ -26,6 +29,7 @@
 #include <tlvutl/thread_lock.h>
 #include <tlvutl/unit_parser.h>
 #include <tlvutl/units.h>
+#include <tlvutl/tree.h>
 #include <tlvutl/wintypes.h>
 #include <tlvutl/xml.h>
 

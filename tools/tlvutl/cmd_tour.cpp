@@ -83,6 +83,43 @@ void TourText() {
     std::cout << "Trim + MakeUpper:   \"" << U8(t) << "\"\n";
 }
 
+void TourMemory() {
+    Heading("Handle lists and the balanced tree");
+    HMEM list = LIST_Ctor();
+    LIST_Push(list, "abc", 3);
+    LIST_Push(list, "de", 2);
+    LIST_InsertTop(list, "X", 1);
+    LIST_DeleteIth(list, 1, nullptr, 0);
+    const auto* bytes = static_cast<const unsigned char*>(MEMMANLock(list));
+    std::cout << "Push abc, Push de, InsertTop X, DeleteIth 1 -> " << MEMMANGetSize(list)
+              << " bytes:\n ";
+    for (LONG i = 0; i < MEMMANGetSize(list); ++i)
+        std::cout << " "
+                  << "0123456789abcdef"[bytes[i] >> 4] << "0123456789abcdef"[bytes[i] & 15];
+    std::cout << "\n";
+    LIST_Dtor(list);
+
+    struct Numbers : CBTree {
+        int Compare(void* item, void* key) override {
+            return static_cast<int>(reinterpret_cast<intptr_t>(item) -
+                                    reinterpret_cast<intptr_t>(key));
+        }
+    } tree;
+    struct Print : CEnumerator {
+        int Visit(void* item) override {
+            std::cout << " " << reinterpret_cast<intptr_t>(item);
+            return 1;
+        }
+    } print;
+    for (intptr_t k = 1; k <= 7; ++k)
+        tree.Add(reinterpret_cast<void*>(k));
+    std::cout << "tree of 1..7 added in order, in order:";
+    tree.Enumerate(&print, 0, 0);
+    std::cout << "\n                          pre-order:";
+    tree.Enumerate(&print, 0, 1);
+    std::cout << "\n";
+}
+
 void TourNumbers() {
     Heading("Regional numbers");
     const TlvUtl::LocaleSettings here = TlvUtl::CurrentLocaleSettings();
@@ -208,6 +245,7 @@ int RunTour(const Args& args) {
     TourFrame();
     TourHooks();
     TourText();
+    TourMemory();
     TourNumbers();
     TourRegistry();
     TourFolders();

@@ -1,0 +1,18 @@
+// Runs the checks written in C (c_interface.c), so the C headers are compiled as C.
+#include <gtest/gtest.h>
+
+extern "C" int RunHandleMemoryFromC(void);
+extern "C" int RunHandleListFromC(void);
+extern "C" int RunGlobalListFromC(void);
+
+TEST(CInterface, HandleMemory) {
+    EXPECT_EQ(RunHandleMemoryFromC(), 0);
+}
+
+TEST(CInterface, HandleLists) {
+    EXPECT_EQ(RunHandleListFromC(), 0);
+}
+
+TEST(CInterface, GlobalLists) {
+    EXPECT_EQ(RunGlobalListFromC(), 0);
+}

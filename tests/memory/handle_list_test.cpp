@@ -1,0 +1,317 @@
+// Handle lists through their interface: the documented edge cases, the fatal-error reports
+// and the behaviours kept for existing callers.
+#include <tlvutl/lists.h>
+
+#include "fatal_reports.h"
+#include "handle_list_model.h"
+#include "memory/heap.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using tlvtest::BlockOf;
+using tlvtest::Bytes;
+using tlvtest::CheckFatalCodes;
+
+std::string Get(HMEM list, LONG index) {
+    char buf[64];
+    const LONG n = LIST_GetIth(list, index, buf, sizeof buf);
+    if (n >= 0)
+        return std::string(buf, static_cast<size_t>(n));
+    std::string failure = "<";
+    failure += std::to_string(n);
+    failure += ">";
+    return failure;
+}
+
+class HandleList : public ::testing::Test {
+protected:
+    void SetUp() override { list = LIST_Ctor(); }
+    void TearDown() override { LIST_Dtor(list); }
+    HMEM list = nullptr;
+};
+
+TEST_F(HandleList, RecordsOfOddLengthsComeBackExactly) {
+    EXPECT_EQ(LIST_Push(list, "abc", 3), 1);
+    EXPECT_EQ(LIST_Push(list, "defgh", 5), 2);
+    EXPECT_EQ(LIST_Push(list, "i", 1), 3);
+    auto* block = static_cast<LIST*>(MEMMANLock(list));
+    DWORD length = 0;
+    const char* second = static_cast<const char*>(LIST_LGetIth(block, 1, &length));
+    EXPECT_EQ(std::string(second, length), "defgh");
+    EXPECT_EQ((second - reinterpret_cast<const char*>(block)) % 4, 3) << "no alignment";
+    EXPECT_EQ(LIST_LSize(block), 3);
+    EXPECT_EQ(LIST_LLength(block), 37u);
+    EXPECT_EQ(Get(list, 0), "abc");
+    EXPECT_EQ(Get(list, 1), "defgh");
+    EXPECT_EQ(Get(list, 2), "i");
+
+    char small[2];
+    EXPECT_EQ(LIST_GetIth(list, 1, small, 2), 2);
+    EXPECT_EQ(std::string(small, 2), "de");
+    EXPECT_EQ(LIST_GetIth(list, 1, small, 0), 0);
+}
+
+TEST_F(HandleList, DeletedSlotsKeepTheirIndexAndAreRefilledFirst) {
+    LIST_Push(list, "abc", 3);
+    LIST_Push(list, "defgh", 5);
+    LIST_Push(list, "i", 1);
+    char out[8] = {};
+    EXPECT_EQ(LIST_DeleteIth(list, 1, out, sizeof out), 3);
+    EXPECT_STREQ(out, "defgh");
+    EXPECT_EQ(LIST_Size(list), 3);
+    EXPECT_EQ(LIST_ExistIth(list, 1), 0);
+    EXPECT_EQ(LIST_ExistIth(list, 2), 1);
+    EXPECT_EQ(Get(list, 1), "<-1>");
+    EXPECT_EQ(LIST_DeleteIth(list, 1, nullptr, 0), 3) << "deleting an empty slot again";
+    EXPECT_EQ(LIST_InsertAtFree(list, "XY", 2), 1);
+    EXPECT_EQ(Get(list, 1), "XY");
+    EXPECT_EQ(LIST_InsertAtFree(list, "Z", 1), 3) << "no empty slot: appended at the old count";
+    EXPECT_EQ(LIST_Size(list), 4);
+}
+
+TEST_F(HandleList, PutBeyondTheEndAddsEmptySlots) {
+    EXPECT_EQ(LIST_PutIth(list, 5, "rec", 3), 0);
+    EXPECT_EQ(LIST_Size(list), 6);
+    for (LONG i = 0; i < 5; ++i)
+        EXPECT_EQ(LIST_ExistIth(list, i), 0) << i;
+    EXPECT_EQ(Get(list, 5), "rec");
+    EXPECT_EQ(LIST_PutIth(list, 2, "two", 3), 0);
+    EXPECT_EQ(Get(list, 2), "two");
+    EXPECT_EQ(LIST_Size(list), 6);
+}
+
+TEST_F(HandleList, FindElementComparesOnlyTheField) {
+    LIST_Push(list, "abcd", 4);     // too short for bytes 4 and 5
+    LIST_Push(list, "zzzzXYzz", 8); // field matches, the rest differs
+    LIST_Push(list, "0123XY", 6);   // exact length for the field
+    const char pattern[] = "____XY";
+    EXPECT_EQ(LIST_FindElement(list, 0, pattern, 6, 4, 2), 1);
+    EXPECT_EQ(LIST_FindElement(list, 2, pattern, 6, 4, 2), 2);
+    EXPECT_EQ(LIST_FindElement(list, 3, pattern, 6, 4, 2), -1) << "start at the count";
+    EXPECT_EQ(LIST_FindElement(list, -1, pattern, 6, 4, 2), -1) << "negative start";
+    EXPECT_EQ(LIST_FindElement(list, 0, pattern, 5, 4, 2), -1) << "pattern shorter than field";
+    EXPECT_EQ(LIST_FindElement(list, 0, nullptr, 6, 4, 2), -1);
+    EXPECT_EQ(LIST_FindElement(list, 0, pattern, 0, 0, 0), -1);
+    EXPECT_EQ(LIST_FindElement(list, 0, "0123XY", 6, 0, 4), 2);
+
+    // Exact length and bytes, unlike the global lists' prefix match.
+    EXPECT_EQ(LIST_FindCompleteElement(list, 0, "zzzzXY", 6), -1);
+    EXPECT_EQ(LIST_FindCompleteElement(list, 0, "0123XY", 6), 2);
+    EXPECT_EQ(LIST_FindCompleteElement(list, 3, "0123XY", 6), -1);
+    LIST_DeleteIth(list, 1, nullptr, 0);
+    EXPECT_EQ(LIST_FindCompleteElement(list, 0, nullptr, 0), 1) << "size 0 finds an empty slot";
+}
+
+TEST_F(HandleList, SubListsCountItemsAfterTheRecordsHeader) {
+    LIST_Push(list, "HHaabbcc", 8);
+    EXPECT_EQ(LIST_SizeSubList(list, 0, 2, 2), 3);
+    EXPECT_EQ(LIST_SizeSubList(list, 0, 2, 4), 1);
+    EXPECT_EQ(LIST_SizeSubList(list, 0, 2, 0), -1);
+    EXPECT_EQ(LIST_SizeSubList(list, 1, 2, 2), -1);
+    EXPECT_EQ(LIST_InsertSubList(list, 99, "tail", 4), 0) << "index beyond: appended";
+    EXPECT_EQ(Get(list, 1), "tail");
+    EXPECT_EQ(LIST_InsertSubList(list, 0, nullptr, 0), 0);
+    EXPECT_EQ(LIST_Size(list), 3);
+    EXPECT_EQ(LIST_ExistIth(list, 0), 0);
+    EXPECT_EQ(Get(list, 1), "HHaabbcc");
+    EXPECT_EQ(LIST_InsertSubList(list, 1, "ab", -2), -1);
+    EXPECT_EQ(LIST_InsertSubList(list, -1, "ab", 2), -1);
+}
+
+int CollectAndStopAtX(void* record, DWORD length, LONG index, LONGLONG context) {
+    auto* seen = reinterpret_cast<std::string*>(static_cast<intptr_t>(context));
+    const std::string text(static_cast<const char*>(record), length);
+    *seen += std::to_string(index) + ":" + text + " ";
+    return text != "X";
+}
+
+TEST_F(HandleList, EnumSkipsEmptySlotsAndStopsWhereTheCallbackSaysSo) {
+    for (const char* s : {"a", "bb", "X", "d"})
+        LIST_Push(list, s, static_cast<DWORD>(std::strlen(s)));
+    LIST_DeleteIth(list, 1, nullptr, 0);
+    std::string seen;
+    const auto context = static_cast<LONGLONG>(reinterpret_cast<intptr_t>(&seen));
+    EXPECT_EQ(LIST_Enum(list, CollectAndStopAtX, context), 2);
+    EXPECT_EQ(seen, "0:a 2:X ");
+    LIST_DeleteIth(list, 2, nullptr, 0);
+    seen.clear();
+    EXPECT_EQ(LIST_Enum(list, CollectAndStopAtX, context), 4);
+    EXPECT_EQ(seen, "0:a 3:d ");
+    EXPECT_EQ(LIST_Enum(list, nullptr, 0), -1);
+}
+
+HMEM g_growing = nullptr;
+
+int GrowWhileWalking(void*, DWORD length, LONG index, LONGLONG) {
+    // Pushing moves every record (and may move the block): the walk must see the new list.
+    if (index < 3)
+        LIST_Push(g_growing, "0123456789abcdef", static_cast<DWORD>(length + 1));
+    return 1;
+}
+
+TEST_F(HandleList, EnumRereadsTheListAfterEachCallback) {
+    g_growing = list;
+    LIST_Push(list, "0", 1);
+    EXPECT_EQ(LIST_Enum(list, GrowWhileWalking, 0), 4);
+    EXPECT_EQ(Get(list, 3), "0123");
+}
+
+TEST_F(HandleList, FixOffsetTableAdoptsALastRecordGrownByTheCaller) {
+    LIST_Push(list, "ab", 2);
+    ASSERT_NE(MEMMANReAlloc(list, MEMMANGetSize(list) + 2), nullptr);
+    auto* block = static_cast<unsigned char*>(MEMMANLock(list));
+    std::memcpy(block + MEMMANGetSize(list) - 2, "cd", 2);
+    const uint32_t size = static_cast<uint32_t>(MEMMANGetSize(list));
+    std::memcpy(block, &size, 4);
+    {
+        TlvUtl::ScopedMessageCapture sink;
+        EXPECT_EQ(LIST_Size(list), -1) << "the table no longer ends at the size";
+        EXPECT_EQ(CheckFatalCodes(sink, {1001}), "");
+    }
+    EXPECT_EQ(LIST_FixOffsetTable(list), 0);
+    EXPECT_EQ(Get(list, 0), "abcd");
+}
+
+TEST_F(HandleList, DuplicateIsAByteCopy) {
+    LIST_Push(list, "abc", 3);
+    LIST_DeleteIth(list, 0, nullptr, 0);
+    LIST_Push(list, "d", 1);
+    HMEM copy = LIST_DupCtor(list);
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(BlockOf(copy), BlockOf(list));
+    EXPECT_NE(MEMMANLock(copy), MEMMANLock(list));
+    LIST_Dtor(copy);
+    LIST_Dtor(nullptr);
+}
+
+TEST(HandleListFatal, NullHandlesAreReportedAsLockFailures) {
+    TlvUtl::ScopedMessageCapture sink;
+    char buf[4];
+    EXPECT_EQ(LIST_Push(nullptr, "a", 1), -1);
+    EXPECT_EQ(LIST_InsertTop(nullptr, "a", 1), -1);
+    EXPECT_EQ(LIST_Insert(nullptr, 0, "a", 1), -1);
+    EXPECT_EQ(LIST_PopOldest(nullptr, buf, 4), -1);
+    EXPECT_EQ(LIST_Remove(nullptr, 0, buf, 4), -1);
+    EXPECT_EQ(LIST_DeleteIth(nullptr, 0, buf, 4), -1);
+    EXPECT_EQ(LIST_PutIth(nullptr, 0, "a", 1), -1);
+    EXPECT_EQ(LIST_ReplaceIth(nullptr, 0, "a", 1), -1);
+    EXPECT_EQ(LIST_Size(nullptr), -1);
+    EXPECT_EQ(LIST_FindElement(nullptr, 0, "a", 1, 0, 1), -1);
+    EXPECT_EQ(LIST_FindCompleteElement(nullptr, 0, "a", 1), -1);
+    EXPECT_EQ(LIST_Enum(nullptr, CollectAndStopAtX, 0), -1);
+    EXPECT_EQ(LIST_SizeSubList(nullptr, 0, 0, 1), -1);
+    EXPECT_EQ(LIST_InsertSubList(nullptr, 0, "a", 1), -1);
+    EXPECT_EQ(LIST_FixOffsetTable(nullptr), -1);
+    EXPECT_EQ(LIST_DupCtor(nullptr), nullptr);
+    EXPECT_EQ(CheckFatalCodes(sink, std::vector<UINT>(16, 1001)), "");
+}
+
+TEST(HandleListFatal, BadArgumentsAreReportedWith5002) {
+    HMEM list = LIST_Ctor();
+    LIST_Push(list, "abc", 3);
+    TlvUtl::ScopedMessageCapture sink;
+    char buf[4];
+    EXPECT_EQ(LIST_GetIth(nullptr, 0, buf, 4), -1);
+    EXPECT_EQ(LIST_GetIth(list, 0, nullptr, 4), -1);
+    EXPECT_EQ(LIST_ExistIth(nullptr, 0), 0);
+    EXPECT_EQ(LIST_InsertAtFree(nullptr, "a", 1), -1);
+    EXPECT_EQ(LIST_InsertAtFree(list, nullptr, 1), -1);
+    EXPECT_EQ(LIST_Remove(list, 1, buf, 4), -1);
+    EXPECT_EQ(LIST_ReplaceIth(list, 1, "a", 1), -1);
+    EXPECT_EQ(LIST_DeleteIth(list, 1, buf, 4), -1);
+    DWORD length = 99;
+    EXPECT_EQ(LIST_LGetIth(static_cast<LIST*>(MEMMANLock(list)), 1, &length), nullptr);
+    EXPECT_EQ(length, 0u);
+    EXPECT_EQ(LIST_LGetIth(nullptr, 0, &length), nullptr);
+    EXPECT_EQ(LIST_CtorExt(11), nullptr) << "a header shorter than the list's own fields";
+    EXPECT_EQ(CheckFatalCodes(sink, std::vector<UINT>(11, 5002)), "");
+    EXPECT_EQ(LIST_LSize(nullptr), 0);
+    EXPECT_EQ(LIST_LLength(nullptr), 0u);
+    EXPECT_EQ(Get(list, 0), "abc");
+    LIST_Dtor(list);
+}
+
+TEST(HandleListFatal, AllocationFailuresOfNewListsAreReportedWith1000) {
+    TlvUtl::ScopedMessageCapture sink;
+    tlv::memory::FailNthAllocation(1);
+    EXPECT_EQ(LIST_Ctor(), nullptr);
+    tlv::memory::FailNthAllocation(2);
+    EXPECT_EQ(LIST_CtorExt(64), nullptr);
+    EXPECT_EQ(LIST_CtorExt(0xFFFFFFF0u), nullptr);
+    HMEM list = LIST_Ctor();
+    tlv::memory::FailNthAllocation(1);
+    EXPECT_EQ(LIST_DupCtor(list), nullptr);
+    tlv::memory::FailNthAllocation(0);
+    EXPECT_EQ(CheckFatalCodes(sink, {1000, 1000, 1000, 1000}), "");
+    LIST_Dtor(list);
+}
+
+TEST(HandleListFatal, BlocksThatAreNotListsCannotBeLocked) {
+    TlvUtl::ScopedMessageCapture sink;
+    HMEM tooSmall = MEMMANAlloc(8);
+    EXPECT_EQ(LIST_Push(tooSmall, "a", 1), -1);
+    HMEM zeros = MEMMANAlloc(64); // table offset 0
+    EXPECT_EQ(LIST_Size(zeros), -1);
+    HMEM list = LIST_Ctor();
+    LIST_Push(list, "abc", 3);
+    auto* block = static_cast<unsigned char*>(MEMMANLock(list));
+    const uint32_t hugeCount = 0x40000000;
+    std::memcpy(block + 4, &hugeCount, 4);
+    EXPECT_EQ(LIST_Push(list, "a", 1), -1) << "the table would pass the block's end";
+    const uint32_t one = 1, wild = 0x7FFFFFFF;
+    std::memcpy(block + 4, &one, 4);
+    std::memcpy(block + 12, &wild, 4); // entry 0 past the end
+    EXPECT_EQ(LIST_GetIth(list, 0, block, 1), -1);
+    EXPECT_EQ(CheckFatalCodes(sink, {1001, 1001, 1001, 1001}), "");
+    MEMMANFree(tooSmall);
+    MEMMANFree(zeros);
+    LIST_Dtor(list);
+}
+
+// Behaviours existing callers rely on; they look odd and are kept on purpose.
+TEST(HandleListKept, ResultsThatLookLikeIndicesAndUnsignedIndexChecks) {
+    HMEM list = LIST_Ctor();
+    TlvUtl::ScopedMessageCapture sink;
+    // A size of 0 in InsertAtFree answers 0, which is also a valid index.
+    EXPECT_EQ(LIST_InsertAtFree(list, "a", 0), 0);
+    EXPECT_EQ(LIST_Size(list), 0);
+    // PutIth answers 0 whatever index it stored at; InsertSubList too.
+    EXPECT_EQ(LIST_PutIth(list, 3, "a", 1), 0);
+    EXPECT_EQ(LIST_InsertSubList(list, 1, "b", 1), 0);
+    // A negative index counts as beyond the end: Insert appends, ExistIth and GetIth say
+    // there is nothing there (quietly), Remove reports it.
+    EXPECT_EQ(LIST_Insert(list, -5, "z", 1), 6);
+    EXPECT_EQ(Get(list, 5), "z");
+    EXPECT_EQ(LIST_ExistIth(list, -1), 0);
+    EXPECT_EQ(Get(list, -1), "<-1>");
+    EXPECT_TRUE(tlvtest::Boxes(sink).empty());
+    EXPECT_EQ(LIST_Remove(list, -1, nullptr, 0), -1);
+    EXPECT_EQ(CheckFatalCodes(sink, {5002}), "");
+    // PopOldest on an empty list is quiet.
+    HMEM empty = LIST_Ctor();
+    EXPECT_EQ(LIST_PopOldest(empty, nullptr, 0), -1);
+    EXPECT_EQ(CheckFatalCodes(sink, {5002}), "");
+    LIST_Dtor(empty);
+    LIST_Dtor(list);
+}
+
+TEST(HandleListKept, NullDataStoresZerosAndReplacingInPlaceKeepsTheBytes) {
+    HMEM list = LIST_Ctor();
+    EXPECT_EQ(LIST_Push(list, nullptr, 3), 1);
+    char buf[4] = {'x', 'x', 'x', 'x'};
+    EXPECT_EQ(LIST_GetIth(list, 0, buf, 4), 3);
+    EXPECT_EQ(std::string(buf, 3), std::string(3, '\0'));
+    LIST_ReplaceIth(list, 0, "abc", 3);
+    EXPECT_EQ(LIST_ReplaceIth(list, 0, nullptr, 3), 1);
+    EXPECT_EQ(Get(list, 0), "abc");
+    // Replacing with a size of 0 empties the slot (a removal and an empty insertion).
+    EXPECT_EQ(LIST_ReplaceIth(list, 0, "abc", 0), 1);
+    EXPECT_EQ(LIST_ExistIth(list, 0), 0);
+    LIST_Dtor(list);
+}
+
+} // namespace
