@@ -23,7 +23,8 @@ struct ProductDescriptor {
     std::wstring installedContentDir;
 };
 
-const ProductDescriptor& Product();
+// Read once per generation of the roots; a copy, as the roots may change meanwhile.
+ProductDescriptor Product();
 
 // The root's replacement, or empty when the platform's applies.
 std::wstring RootOverride(TlvUtl::FolderRoot root);

@@ -141,6 +141,22 @@ TEST_F(FoldersTest, SamplesLinkIsMadeOnce) {
     WAppSkinSettingData::SetAppUIName(L"");
 }
 
+TEST_F(FoldersTest, MissingProductDescriptorIsReportedAndDefaultsApply) {
+    fs::remove(install / "Data" / "AppBoxID.xml");
+    TlvUtl::ResetFolderCaches();
+    TlvUtl::ScopedMessageCapture sink;
+    EXPECT_EQ(BOXIDGetUserPathDir(), L"Talvo");
+    const auto messages = sink.Messages();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].text, L"Failed to load the AppBoxID.xml file.");
+    // Beside the application folder it is found first.
+    fs::create_directories(install / "Draw");
+    TempDir::Write(install / "Draw" / "AppBoxID.xml",
+                   "<AppBoxID><UserPathDir>Beside</UserPathDir></AppBoxID>");
+    TlvUtl::ResetFolderCaches();
+    EXPECT_EQ(BOXIDGetUserPathDir(), L"Beside");
+}
+
 TEST(UnicodeIniFile, HeaderIsByteExactAndExistingFilesAreKept) {
     TempDir dir;
     const std::wstring file = (dir / "u.ini").wstring();
