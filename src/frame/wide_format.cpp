@@ -184,7 +184,7 @@ private:
     va_list ap_;
 };
 
-struct Spec {
+struct Conversion {
     bool left = false, plus = false, space = false, alt = false, zero = false;
     int width = 0;
     int precision = -1;
@@ -197,7 +197,7 @@ void Pad(std::wstring& out, std::size_t n, wchar_t ch) {
 }
 
 // Emits body with sign/prefix and the padding rules of printf.
-void Emit(std::wstring& out, const Spec& sp, std::wstring_view prefix, std::wstring_view body,
+void Emit(std::wstring& out, const Conversion& sp, std::wstring_view prefix, std::wstring_view body,
           bool zeroPadAllowed) {
     const std::size_t len = prefix.size() + body.size();
     const std::size_t width = sp.width > 0 ? static_cast<std::size_t>(sp.width) : 0;
@@ -217,7 +217,7 @@ void Emit(std::wstring& out, const Spec& sp, std::wstring_view prefix, std::wstr
     }
 }
 
-void FormatInteger(std::wstring& out, const Spec& sp, wchar_t conv, unsigned long long magnitude,
+void FormatInteger(std::wstring& out, const Conversion& sp, wchar_t conv, unsigned long long magnitude,
                    bool negative) {
     int base = 10;
     if (conv == L'o')
@@ -252,7 +252,7 @@ void FormatInteger(std::wstring& out, const Spec& sp, wchar_t conv, unsigned lon
     Emit(out, sp, prefix, body, sp.precision < 0);
 }
 
-void FormatFloat(std::wstring& out, const Spec& sp, wchar_t conv, double v) {
+void FormatFloat(std::wstring& out, const Conversion& sp, wchar_t conv, double v) {
     const bool upper = std::iswupper(static_cast<wint_t>(conv)) != 0;
     const wchar_t lower = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(conv)));
     std::chars_format fmt = std::chars_format::fixed;
@@ -299,7 +299,7 @@ void FormatFloat(std::wstring& out, const Spec& sp, wchar_t conv, double v) {
     Emit(out, sp, prefix, body, finite);
 }
 
-void FormatText(std::wstring& out, const Spec& sp, std::wstring_view text) {
+void FormatText(std::wstring& out, const Conversion& sp, std::wstring_view text) {
     if (sp.precision >= 0 && text.size() > static_cast<std::size_t>(sp.precision))
         text = text.substr(0, static_cast<std::size_t>(sp.precision));
     Emit(out, sp, {}, text, false);
@@ -318,7 +318,7 @@ bool Engine(std::wstring& out, const wchar_t* fmt, ArgSource& src) {
             out += L'%';
             continue;
         }
-        Spec sp;
+        Conversion sp;
         for (;; ++p) {
             if (*p == L'-')
                 sp.left = true;
@@ -421,7 +421,7 @@ bool Engine(std::wstring& out, const wchar_t* fmt, ArgSource& src) {
             const bool narrow = sp.textWidth < 0 || (conv == L'C' && sp.textWidth == 0);
             const wchar_t ch = narrow ? static_cast<wchar_t>(static_cast<unsigned char>(v))
                                       : static_cast<wchar_t>(v);
-            FormatText(out, Spec{sp.left, false, false, false, false, sp.width, -1, 4, 0},
+            FormatText(out, Conversion{sp.left, false, false, false, false, sp.width, -1, 4, 0},
                        std::wstring_view(&ch, 1));
             break;
         }
@@ -445,7 +445,7 @@ bool Engine(std::wstring& out, const wchar_t* fmt, ArgSource& src) {
             const void* v;
             if (!src.Pointer(v))
                 return false;
-            Spec hex = sp;
+            Conversion hex = sp;
             hex.precision = 16;
             hex.alt = false;
             FormatInteger(out, hex, L'X', reinterpret_cast<std::uintptr_t>(v), false);
