@@ -146,8 +146,9 @@ TLVUTL_API void SetAppFolderName(const std::wstring& name);
 TLVUTL_API void ResetFolderCaches();
 
 // What an installer does: records the bundled default installation ($TLV_INSTALL_DIR or the
-// tree installed next to the library) as "ConfigDir" of the product key, unless one is
-// recorded already (or always, with replace). False when the registry cannot be written.
+// tree installed next to the library) as "ConfigDir" of the product key, unless an existing
+// folder is recorded already (or always, with replace). False when the registry cannot be
+// written.
 TLVUTL_API bool RegisterDefaultInstallation(bool replace = false);
 
 } // namespace TlvUtl

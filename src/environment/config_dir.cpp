@@ -6,6 +6,7 @@
 #include "folder_roots.h"
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace tlv::environment {
 
@@ -24,7 +25,11 @@ namespace TlvUtl {
 
 bool RegisterDefaultInstallation(bool replace) {
     const CString key = INIGetRegistryProductKey();
-    if (!replace && !tlv::environment::ReadConfigDir(key.str()).empty())
+    const std::wstring recorded = tlv::environment::ReadConfigDir(key.str());
+    std::error_code ec;
+    // A recorded installation that is gone (a removed build tree, an uninstalled copy) is
+    // replaced too.
+    if (!replace && !recorded.empty() && std::filesystem::is_directory(recorded, ec))
         return true;
     const std::wstring config =
         tlv::environment::CombinePath(tlv::environment::BundledInstallation(), L"Config");
