@@ -12,10 +12,7 @@ namespace tlvtool {
 namespace {
 
 const Command& Self() {
-    for (const Command& c : Commands())
-        if (std::string(c.name) == "eval")
-            return c;
-    return Commands().front();
+    return CommandNamed("eval");
 }
 
 } // namespace

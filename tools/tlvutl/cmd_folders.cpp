@@ -56,11 +56,8 @@ void PrintFolders(std::ostream& out, bool all) {
 }
 
 int RunFolders(const Args& args) {
-    if (!args.empty()) {
-        for (const Command& c : Commands())
-            if (std::string(c.name) == "folders")
-                return UsageError(c, "takes no arguments");
-    }
+    if (!args.empty())
+        return UsageError(CommandNamed("folders"), "takes no arguments");
     PrintFolders(std::cout, true);
     return kOk;
 }

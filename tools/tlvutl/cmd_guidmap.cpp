@@ -10,7 +10,7 @@ namespace tlvtool {
 namespace {
 
 const Command& Self() {
-    return Commands()[2];
+    return CommandNamed("guidmap");
 }
 
 std::string Trim(std::string s) {

@@ -13,10 +13,7 @@ namespace {
 using namespace TlvUtl::Win32;
 
 const Command& Self() {
-    for (const Command& c : Commands())
-        if (std::string(c.name) == "ini")
-            return c;
-    return Commands().front();
+    return CommandNamed("ini");
 }
 
 std::wstring W(const std::string& s) {

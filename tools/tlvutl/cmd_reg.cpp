@@ -18,10 +18,7 @@ namespace {
 using namespace TlvUtl;
 
 const Command& Self() {
-    for (const Command& c : Commands())
-        if (std::string(c.name) == "reg")
-            return c;
-    return Commands().front();
+    return CommandNamed("reg");
 }
 
 std::string U8(const std::wstring& s) {

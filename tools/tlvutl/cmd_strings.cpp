@@ -7,7 +7,7 @@
 namespace tlvtool {
 
 int RunStrings(const Args& args) {
-    const Command& self = Commands()[1];
+    const Command& self = CommandNamed("strings");
     if (args.empty())
         return UsageError(self, "give at least one string number");
     int rc = kOk;

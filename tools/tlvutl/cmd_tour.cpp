@@ -240,7 +240,7 @@ void TourUnits() {
 
 int RunTour(const Args& args) {
     if (!args.empty())
-        return UsageError(Commands()[0], "takes no arguments");
+        return UsageError(CommandNamed("tour"), "takes no arguments");
     std::cout << "tlvutl tour: the shared utility library, on this machine\n";
     TourFrame();
     TourHooks();

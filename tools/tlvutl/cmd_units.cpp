@@ -14,10 +14,7 @@ namespace tlvtool {
 namespace {
 
 const Command& Self() {
-    for (const Command& c : Commands())
-        if (std::string(c.name) == "units")
-            return c;
-    throw std::logic_error("units command missing");
+    return CommandNamed("units");
 }
 
 std::string U8(const CString& s) {

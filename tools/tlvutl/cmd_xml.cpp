@@ -14,12 +14,7 @@
 namespace tlvtool {
 namespace {
 
-const Command& Self() {
-    for (const auto& c : Commands())
-        if (std::string(c.name) == "xml")
-            return c;
-    return Commands().front();
-}
+const Command& Self() { return CommandNamed("xml"); }
 
 CString Wide(const std::string& s) {
     return CString(TlvUtils::FromUtf8(s));

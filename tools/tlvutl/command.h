@@ -4,6 +4,7 @@
 
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tlvtool {
@@ -24,6 +25,8 @@ constexpr int kUsage = 2;
 
 int UsageError(const Command& c, const std::string& message);
 const std::vector<Command>& Commands();
+// The command of that name (the table holds every name the tool's own code asks for).
+const Command& CommandNamed(std::string_view name);
 
 int RunTour(const Args& args);
 int RunStrings(const Args& args);

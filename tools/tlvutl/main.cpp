@@ -38,6 +38,13 @@ const std::vector<Command>& Commands() {
     return commands;
 }
 
+const Command& CommandNamed(std::string_view name) {
+    for (const Command& c : Commands())
+        if (name == c.name)
+            return c;
+    return Commands().front();
+}
+
 int UsageError(const Command& c, const std::string& message) {
     std::cerr << "tlvutl " << c.name << ": " << message << "\nusage: tlvutl " << c.name << " "
               << c.usage << "\n";
