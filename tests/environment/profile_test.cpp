@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 namespace {
 
 using namespace TlvUtl::Win32;
@@ -183,6 +185,30 @@ TEST(Profile, AnotherProgramsChangeIsSeenWithinAMillisecond) {
     TempDir::Write(dir / "m.ini", "[S]\nk=22\n");
     usleep(5000);
     EXPECT_EQ(GetPrivateProfileIntW(L"S", L"k", 0, file.c_str()), 22u);
+}
+
+TEST(Profile, ThreadsWritingAndReadingOneFileLoseNothing) {
+    TempDir dir;
+    const std::wstring file = (dir / "t.ini").wstring();
+    constexpr int kKeys = 100;
+    auto writer = [&](int w) {
+        for (int i = 0; i < kKeys; ++i) {
+            const std::wstring key = L"t" + std::to_wstring(w) + L"k" + std::to_wstring(i);
+            ASSERT_TRUE(WritePrivateProfileStringW(L"S", key.c_str(), std::to_wstring(i).c_str(),
+                                                   file.c_str()));
+            wchar_t out[16];
+            GetPrivateProfileStringW(L"S", key.c_str(), L"", out, 16, file.c_str());
+        }
+    };
+    std::thread a(writer, 0), b(writer, 1);
+    a.join();
+    b.join();
+    for (int w = 0; w < 2; ++w)
+        for (int i = 0; i < kKeys; ++i) {
+            const std::wstring key = L"t" + std::to_wstring(w) + L"k" + std::to_wstring(i);
+            EXPECT_EQ(GetPrivateProfileIntW(L"S", key.c_str(), -1, file.c_str()),
+                      static_cast<UINT>(i));
+        }
 }
 
 TEST(Profile, WriteSectionReplacesKeysAndKeepsComments) {
