@@ -16,6 +16,10 @@ namespace TlvUtils {
 
 TLVUTL_API std::string ToUtf8(std::wstring_view text);
 TLVUTL_API std::wstring FromUtf8(std::string_view bytes);
+// WTF-8: UTF-8 that also carries lone surrogates (as three-byte sequences), so any wchar_t
+// text comes back exactly; for stores that must return the names they were given.
+TLVUTL_API std::string ToWtf8(std::wstring_view text);
+TLVUTL_API std::wstring FromWtf8(std::string_view bytes);
 // UTF-16LE bytes, no byte-order mark and no terminator.
 TLVUTL_API std::string ToUtf16LE(std::wstring_view text);
 // Reads size/2 code units; an odd trailing byte is ignored.

@@ -5,8 +5,9 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-void AppendUtf8(std::string& out, char32_t c) {
-    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF))
+// keepSurrogates: WTF-8, where a lone surrogate is written as its three-byte sequence.
+void AppendUtf8(std::string& out, char32_t c, bool keepSurrogates = false) {
+    if (c > 0x10FFFF || (!keepSurrogates && c >= 0xD800 && c <= 0xDFFF))
         c = kReplacement;
     if (c < 0x80) {
         out += static_cast<char>(c);
@@ -63,7 +64,9 @@ std::string ToUtf8(std::wstring_view text) {
     return out;
 }
 
-std::wstring FromUtf8(std::string_view bytes) {
+namespace {
+
+std::wstring Decode(std::string_view bytes, bool keepSurrogates) {
     std::wstring out;
     out.reserve(bytes.size());
     std::size_t i = 0;
@@ -97,7 +100,7 @@ std::wstring FromUtf8(std::string_view bytes) {
             }
             c = (c << 6) | (static_cast<unsigned char>(bytes[j]) & 0x3F);
         }
-        if (!ok || c < min || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
+        if (!ok || c < min || c > 0x10FFFF || (!keepSurrogates && c >= 0xD800 && c <= 0xDFFF)) {
             AppendWide(out, kReplacement);
             i = j; // the lead byte and the continuation bytes read so far are one fault
             continue;
@@ -106,6 +109,24 @@ std::wstring FromUtf8(std::string_view bytes) {
         i = j;
     }
     return out;
+}
+
+} // namespace
+
+std::wstring FromUtf8(std::string_view bytes) {
+    return Decode(bytes, false);
+}
+
+std::string ToWtf8(std::wstring_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (wchar_t c : text)
+        AppendUtf8(out, static_cast<char32_t>(c), true);
+    return out;
+}
+
+std::wstring FromWtf8(std::string_view bytes) {
+    return Decode(bytes, true);
 }
 
 std::string ToUtf16LE(std::wstring_view text) {

@@ -1,5 +1,7 @@
 #include "registry_store.h"
 
+#include <tlvutl/encoding.h>
+
 #include <tlvutl/registry.h>
 
 #include <sqlite3.h>
@@ -25,56 +27,15 @@ constexpr std::size_t kMaxValueNameLength = 16383;
 // is stuck, and the caller is better served by an error than by a hang.
 constexpr int kBusyTimeoutMs = 10000;
 
-// Names as kept in the database: UTF-8 of the code points, surrogate halves included (as
-// three-byte sequences), so that any wchar_t name comes back exactly as it was given.
-void AppendName(std::string& out, wchar_t wc) {
-    auto c = static_cast<std::uint32_t>(wc);
-    if (c > 0x10FFFF)
-        c = 0xFFFD;
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-}
-
+// Names are kept in the database as WTF-8 (TlvUtils::ToWtf8), so that any wchar_t name
+// comes back exactly as it was given, lone surrogate halves included.
 std::string NameBytes(std::wstring_view name) {
-    std::string out;
-    out.reserve(name.size());
-    for (wchar_t c : name)
-        AppendName(out, c);
-    return out;
+    return TlvUtils::ToWtf8(name);
 }
 
 std::wstring NameFromBytes(const unsigned char* s, int n) {
-    std::wstring out;
-    out.reserve(static_cast<std::size_t>(n));
-    for (int i = 0; i < n;) {
-        const unsigned char b = s[i];
-        const int extra = b < 0x80 ? 0 : b >= 0xF0 ? 3 : b >= 0xE0 ? 2 : b >= 0xC0 ? 1 : -1;
-        if (extra < 0 || i + extra >= n) {
-            // Only this library writes the names; anything else is a damaged byte.
-            out += L'\xFFFD';
-            ++i;
-            continue;
-        }
-        std::uint32_t c = extra == 0 ? b : b & (0x3F >> extra);
-        for (int k = 1; k <= extra; ++k)
-            c = (c << 6) | (s[i + k] & 0x3F);
-        out += static_cast<wchar_t>(c);
-        i += extra + 1;
-    }
-    return out;
+    return TlvUtils::FromWtf8(std::string_view(reinterpret_cast<const char*>(s),
+                                               static_cast<std::size_t>(n > 0 ? n : 0)));
 }
 
 locale_t InvariantCType() {
@@ -97,11 +58,10 @@ wchar_t FoldChar(wchar_t c) {
 }
 
 std::string FoldBytes(std::wstring_view name) {
-    std::string out;
-    out.reserve(name.size());
-    for (wchar_t c : name)
-        AppendName(out, FoldChar(c));
-    return out;
+    std::wstring folded(name);
+    for (wchar_t& c : folded)
+        c = FoldChar(c);
+    return TlvUtils::ToWtf8(folded);
 }
 
 std::int64_t NowFileTime() {

@@ -26,3 +26,11 @@ TEST(Encoding, Utf16LeBytesAndSurrogates) {
     const char lone[] = {'\x3D', '\xD8', 'B', '\0', 'C'};
     EXPECT_EQ(FromUtf16LE(lone, sizeof lone), L"\uFFFDB");
 }
+
+TEST(Encoding, Wtf8KeepsLoneSurrogatesWhereUtf8ReplacesThem) {
+    const std::wstring text = {L'a', static_cast<wchar_t>(0xD800), L'\u00e9', static_cast<wchar_t>(0xDFFF)};
+    EXPECT_EQ(TlvUtils::ToWtf8(text), "a\xED\xA0\x80\xC3\xA9\xED\xBF\xBF");
+    EXPECT_EQ(TlvUtils::FromWtf8(TlvUtils::ToWtf8(text)), text);
+    EXPECT_EQ(TlvUtils::FromUtf8(TlvUtils::ToWtf8(text)), L"a\uFFFD\u00e9\uFFFD");
+    EXPECT_EQ(TlvUtils::ToUtf8(text), "a\xEF\xBF\xBD\xC3\xA9\xEF\xBF\xBD");
+}
