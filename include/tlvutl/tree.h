@@ -81,6 +81,20 @@ protected:
     int m_nBalance; // the tie-breaking toggle, 0 at first
 
 private:
+    // Nodes come from chunks the tree owns rather than one heap call each: an insertion is
+    // mostly cache misses, and nodes packed together (and aligned to half a cache line) miss
+    // less. Nodes never move; freed ones are reused, and all chunks go when the tree empties.
+    struct NodePool {
+        BTreeNode* free; // freed nodes, linked through their left child
+        void* chunks;    // every chunk, linked through its first word
+        BTreeNode* next; // the newest chunk's nodes not yet handed out
+        BTreeNode* end;
+        DWORD chunkNodes;  // nodes in the next chunk
+        BTreeNode* Take(); // null when no node can be had
+        void Give(BTreeNode* node);
+        void Release(); // frees every chunk; every node is gone
+    };
+
     struct AddState;
     BTreeNode* SubTreeAdd(BTreeNode* node, AddState& state);
     BTreeNode* SubTreeRemove(BTreeNode* node, void* key, void*& removed);
@@ -90,6 +104,8 @@ private:
     // 1 when the left subtree is higher, 0 when the right one is; on a tie flips the toggle
     // and answers its new value.
     int IsLeftDeeper(const BTreeNode* node);
+
+    NodePool m_nodes;
 };
 
 #endif
