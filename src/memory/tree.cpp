@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace {
@@ -154,44 +155,91 @@ BTreeNode* CBTree::NodePool::Take() {
         free = node->left;
         return node;
     }
-    if (next == end) {
-        // Room for the link word and the alignment (malloc aligns to at least 8), then nodes.
-        void* chunk = tlv::memory::HeapAllocateUnhooked(kNodeAlign + std::size_t{chunkNodes} *
-                                                                         sizeof(BTreeNode));
-        if (!chunk)
-            return nullptr;
-        *static_cast<void**>(chunk) = chunks;
-        chunks = chunk;
-        // The link word sits before the first node, which starts on a 32-byte boundary.
-        const auto start = reinterpret_cast<std::uintptr_t>(chunk) + sizeof(void*);
-        next = reinterpret_cast<BTreeNode*>((start + kNodeAlign - 1) & ~(kNodeAlign - 1));
-        end = next + chunkNodes;
-        chunkNodes = std::min(chunkNodes * 2, kLargestChunkNodes);
-    }
+    if (next == end && !AddChunk())
+        return nullptr;
     return next++;
 }
 
+// A chunk: the heap block and the node count in the two words before the first node, which
+// starts on a 32-byte boundary.
+namespace {
+constexpr std::size_t kChunkHeader = 2 * sizeof(void*);
+
+void*& ChunkBlock(BTreeNode* start) {
+    return reinterpret_cast<void**>(start)[-2];
+}
+
+std::size_t& ChunkNodes(BTreeNode* start) {
+    return reinterpret_cast<std::size_t*>(start)[-1];
+}
+} // namespace
+
+bool CBTree::NodePool::AddChunk() {
+    if (chunkCount == chunkRoom) {
+        const DWORD room = chunkRoom ? chunkRoom * 2 : 8;
+        void* grown = tlv::memory::HeapResizeUnhooked(chunkStarts, room * sizeof(BTreeNode*));
+        if (!grown)
+            return false;
+        chunkStarts = static_cast<BTreeNode**>(grown);
+        chunkRoom = room;
+    }
+    // Room for the header and the alignment (malloc aligns to at least 8), then the nodes.
+    void* block = tlv::memory::HeapAllocateUnhooked(kChunkHeader + kNodeAlign +
+                                                    std::size_t{chunkNodes} * sizeof(BTreeNode));
+    if (!block)
+        return false;
+    const auto at = reinterpret_cast<std::uintptr_t>(block) + kChunkHeader;
+    auto* start = reinterpret_cast<BTreeNode*>((at + kNodeAlign - 1) & ~(kNodeAlign - 1));
+    ChunkBlock(start) = block;
+    ChunkNodes(start) = chunkNodes;
+    BTreeNode** place =
+        std::upper_bound(chunkStarts, chunkStarts + chunkCount, start, std::less<>());
+    std::copy_backward(place, chunkStarts + chunkCount, chunkStarts + chunkCount + 1);
+    *place = start;
+    ++chunkCount;
+    next = start;
+    end = start + chunkNodes;
+    chunkNodes = std::min(chunkNodes * 2, kLargestChunkNodes);
+    return true;
+}
+
+bool CBTree::NodePool::Owns(const BTreeNode* node) const {
+    // Addresses of unrelated blocks are compared as integers, which is well defined.
+    const auto key = reinterpret_cast<std::uintptr_t>(node);
+    BTreeNode** place = std::upper_bound(chunkStarts, chunkStarts + chunkCount, key,
+                                         [](std::uintptr_t k, BTreeNode* start) {
+                                             return k < reinterpret_cast<std::uintptr_t>(start);
+                                         });
+    if (place == chunkStarts)
+        return false;
+    BTreeNode* start = place[-1];
+    return key < reinterpret_cast<std::uintptr_t>(start + ChunkNodes(start));
+}
+
 void CBTree::NodePool::Give(BTreeNode* node) {
+    if (!Owns(node)) {
+        tlv::memory::HeapFree(node);
+        return;
+    }
     node->left = free;
     free = node;
 }
 
 void CBTree::NodePool::Release() {
-    while (chunks) {
-        void* chunk = chunks;
-        chunks = *static_cast<void**>(chunk);
-        tlv::memory::HeapFree(chunk);
-    }
-    *this = NodePool{nullptr, nullptr, nullptr, nullptr, kFirstChunkNodes};
+    for (DWORD k = 0; k < chunkCount; ++k)
+        tlv::memory::HeapFree(ChunkBlock(chunkStarts[k]));
+    tlv::memory::HeapFree(chunkStarts);
+    *this = NodePool{nullptr, nullptr, 0, 0, nullptr, nullptr, kFirstChunkNodes};
 }
 
 CBTree::CBTree()
     : m_pRoot(nullptr),
-      m_nBalance(0), m_nodes{nullptr, nullptr, nullptr, nullptr, kFirstChunkNodes} {}
+      m_nBalance(0), m_nodes{nullptr, nullptr, 0, 0, nullptr, nullptr, kFirstChunkNodes} {}
 
 CBTree::~CBTree() {
-    // Only the base DeleteItem is reachable here, and it does nothing, so there is nothing to
-    // walk for: the nodes go with their chunks.
+    // Only the base DeleteItem is reachable here, and it does nothing: the walk is for nodes
+    // that are not the pool's, and the rest go with their chunks.
+    FreeForeignNodes(m_pRoot);
     m_nodes.Release();
 }
 
@@ -395,12 +443,23 @@ BTreeNode* CBTree::SubTreeDuplicate(const BTreeNode* node, bool& failed) {
 }
 
 void CBTree::SubTreeRemoveAll(BTreeNode* node) {
-    // Items only: the callers release the pool, which frees the nodes all at once.
+    // The callers release the pool, which frees the pool's nodes all at once.
     if (!node)
         return;
     DeleteItem(node->item);
     SubTreeRemoveAll(node->left);
     SubTreeRemoveAll(node->right);
+    if (!m_nodes.Owns(node))
+        tlv::memory::HeapFree(node);
+}
+
+void CBTree::FreeForeignNodes(BTreeNode* node) {
+    if (!node)
+        return;
+    FreeForeignNodes(node->left);
+    FreeForeignNodes(node->right);
+    if (!m_nodes.Owns(node))
+        tlv::memory::HeapFree(node);
 }
 
 int CBTree::IsLeftDeeper(const BTreeNode* node) {
