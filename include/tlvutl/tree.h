@@ -81,15 +81,38 @@ protected:
     int m_nBalance; // the tie-breaking toggle, 0 at first
 
 private:
+    // Nodes come from chunks the tree owns rather than one heap call each: an insertion is
+    // mostly cache misses, and nodes packed together (and aligned to half a cache line) miss
+    // less. Nodes never move; freed ones are reused, and all chunks go when the tree empties.
+    // A node linked in by a derived class from the heap is freed to the heap, as before.
+    struct NodePool {
+        BTreeNode* free;         // freed nodes, linked through their left child
+        BTreeNode** chunkStarts; // each chunk's first node, in address order
+        DWORD chunkCount;
+        DWORD chunkRoom; // places in chunkStarts
+        BTreeNode* next; // the newest chunk's nodes not yet handed out
+        BTreeNode* end;
+        DWORD chunkNodes;  // nodes in the next chunk
+        BTreeNode* Take(); // null when no node can be had
+        void Give(BTreeNode* node);
+        bool Owns(const BTreeNode* node) const;
+        bool AddChunk();
+        void Release(); // frees every chunk; every node in them is gone
+    };
+
     struct AddState;
     BTreeNode* SubTreeAdd(BTreeNode* node, AddState& state);
     BTreeNode* SubTreeRemove(BTreeNode* node, void* key, void*& removed);
     void* SubTreeFind(BTreeNode* node, void* key);
     BTreeNode* SubTreeDuplicate(const BTreeNode* node, bool& failed);
     void SubTreeRemoveAll(BTreeNode* node);
+    // Frees the nodes below node that did not come from the pool.
+    void FreeForeignNodes(BTreeNode* node);
     // 1 when the left subtree is higher, 0 when the right one is; on a tie flips the toggle
     // and answers its new value.
     int IsLeftDeeper(const BTreeNode* node);
+
+    NodePool m_nodes;
 };
 
 #endif

@@ -5,11 +5,47 @@
 #include "handle_record.h"
 #include "heap.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 
 using tlv::memory::HeapAllocate;
 using tlv::memory::HeapFree;
-using tlv::memory::HeapResize;
+
+namespace tlv::memory {
+
+bool ReallocateHandle(HMEMRecord& handle, LONG size) {
+    const auto wanted = static_cast<std::size_t>(size);
+    std::size_t capacity = wanted;
+    if (size > handle.size)
+        capacity = std::min<std::size_t>(wanted + wanted / 2, INT32_MAX);
+    UnpoisonSpare(handle);
+    void* data = HeapResizeUnhooked(handle.data, capacity);
+    // The spare room is a bonus: a heap that can give the size but not the room still makes
+    // the resize succeed.
+    if (!data && capacity > wanted) {
+        capacity = wanted;
+        data = HeapResizeUnhooked(handle.data, capacity);
+    }
+    if (!data) {
+        // A heap that will not shrink the block leaves it larger than it need be, which the
+        // capacity allows for.
+        if (size > handle.capacity) {
+            PoisonSpare(handle);
+            return false;
+        }
+        handle.size = size;
+        PoisonSpare(handle);
+        return true;
+    }
+    handle.data = data;
+    handle.size = size;
+    handle.capacity = static_cast<LONG>(capacity);
+    PoisonSpare(handle);
+    return true;
+}
+
+} // namespace tlv::memory
 
 namespace {
 
@@ -28,23 +64,20 @@ HMEM Allocate(LONG size) {
     std::memset(data, 0, static_cast<std::size_t>(size));
     record->data = data;
     record->size = size;
+    record->capacity = size;
     return record;
 }
 
 HMEM Resize(HMEM handle, LONG size) {
     if (!handle || size < 0)
         return nullptr;
-    void* data = HeapResize(handle->data, static_cast<std::size_t>(size));
-    if (!data)
-        return nullptr;
-    handle->data = data;
-    handle->size = size;
-    return handle;
+    return tlv::memory::ResizeHandle(*handle, size) ? handle : nullptr;
 }
 
 int Free(HMEM handle) {
     if (!handle)
         return 0;
+    tlv::memory::UnpoisonSpare(*handle);
     HeapFree(handle->data);
     HeapFree(handle);
     return 1;

@@ -22,12 +22,20 @@ bool CountDownToFailure() {
 void* HeapAllocate(std::size_t bytes) {
     if (InjectedFailure())
         return nullptr;
-    return std::malloc(bytes ? bytes : 1);
+    return HeapAllocateUnhooked(bytes);
 }
 
 void* HeapResize(void* block, std::size_t bytes) {
     if (InjectedFailure())
         return nullptr;
+    return HeapResizeUnhooked(block, bytes);
+}
+
+void* HeapAllocateUnhooked(std::size_t bytes) {
+    return std::malloc(bytes ? bytes : 1);
+}
+
+void* HeapResizeUnhooked(void* block, std::size_t bytes) {
     // realloc(p, 0) may free p and answer null, which callers would take for a failure with
     // the old block still theirs.
     return std::realloc(block, bytes ? bytes : 1);

@@ -29,6 +29,12 @@ void* HeapAllocate(std::size_t bytes);
 void* HeapResize(void* block, std::size_t bytes);
 void HeapFree(void* block);
 
+// malloc / realloc without the fault hook, for a caller that consulted InjectedFailure once
+// for an operation that may make more than one heap call (or none), so that tests count
+// operations rather than heap calls.
+void* HeapAllocateUnhooked(std::size_t bytes);
+void* HeapResizeUnhooked(void* block, std::size_t bytes);
+
 // Fault injection for tests: the n-th allocation or resize from now on fails (1 is the next
 // one); 0 disarms. Process-wide.
 void FailNthAllocation(int n);

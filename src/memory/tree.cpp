@@ -5,6 +5,8 @@
 #include "heap.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace {
@@ -54,37 +56,37 @@ BTreeNode* Rebalance(BTreeNode* node) {
     return node;
 }
 
-BTreeNode* NewNode(void* item) {
-    auto* node = static_cast<BTreeNode*>(tlv::memory::HeapAllocate(sizeof(BTreeNode)));
-    if (node)
-        *node = BTreeNode{item, 1, nullptr, nullptr};
-    return node;
-}
-
-// Frees the node of the largest item below node and hands that item out.
-BTreeNode* DetachLargest(BTreeNode* node, void*& item) {
+// Gives the node of the largest item below node back to the pool and hands that item out.
+template <class Pool> BTreeNode* DetachLargest(BTreeNode* node, void*& item, Pool& pool) {
     if (!node->right) {
         item = node->item;
         BTreeNode* rest = node->left;
-        tlv::memory::HeapFree(node);
+        pool.Give(node);
         return rest;
     }
     const int before = Height(node->right);
-    node->right = DetachLargest(node->right, item);
+    node->right = DetachLargest(node->right, item, pool);
     return Height(node->right) == before ? node : Rebalance(node);
 }
 
-BTreeNode* DetachSmallest(BTreeNode* node, void*& item) {
+template <class Pool> BTreeNode* DetachSmallest(BTreeNode* node, void*& item, Pool& pool) {
     if (!node->left) {
         item = node->item;
         BTreeNode* rest = node->right;
-        tlv::memory::HeapFree(node);
+        pool.Give(node);
         return rest;
     }
     const int before = Height(node->left);
-    node->left = DetachSmallest(node->left, item);
+    node->left = DetachSmallest(node->left, item, pool);
     return Height(node->left) == before ? node : Rebalance(node);
 }
+
+// Chunks start small, so that a small tree stays small, and double up to a size that keeps
+// clear of the heap's separately mapped blocks.
+constexpr DWORD kFirstChunkNodes = 16;
+constexpr DWORD kLargestChunkNodes = 2048;
+constexpr std::size_t kNodeAlign = 32;
+static_assert(sizeof(BTreeNode) <= kNodeAlign || sizeof(BTreeNode) % kNodeAlign == 0);
 
 // The links passed on the way down. AVL trees stay shallow (under 64 levels for any tree
 // that fits in memory), but heights left stale by removing a null item can let one grow
@@ -144,11 +146,101 @@ struct CBTree::AddState {
     void* existing; // the equal item found in unique mode
 };
 
-CBTree::CBTree() : m_pRoot(nullptr), m_nBalance(0) {}
+BTreeNode* CBTree::NodePool::Take() {
+    // Each node counts as one allocation for the fault hook, whether or not it takes a chunk.
+    if (tlv::memory::InjectedFailure())
+        return nullptr;
+    if (free) {
+        BTreeNode* node = free;
+        free = node->left;
+        return node;
+    }
+    if (next == end && !AddChunk())
+        return nullptr;
+    return next++;
+}
+
+// A chunk: the heap block and the node count in the two words before the first node, which
+// starts on a 32-byte boundary.
+namespace {
+constexpr std::size_t kChunkHeader = 2 * sizeof(void*);
+
+void*& ChunkBlock(BTreeNode* start) {
+    return reinterpret_cast<void**>(start)[-2];
+}
+
+std::size_t& ChunkNodes(BTreeNode* start) {
+    return reinterpret_cast<std::size_t*>(start)[-1];
+}
+} // namespace
+
+bool CBTree::NodePool::AddChunk() {
+    if (chunkCount == chunkRoom) {
+        const DWORD room = chunkRoom ? chunkRoom * 2 : 8;
+        void* grown = tlv::memory::HeapResizeUnhooked(chunkStarts, room * sizeof(BTreeNode*));
+        if (!grown)
+            return false;
+        chunkStarts = static_cast<BTreeNode**>(grown);
+        chunkRoom = room;
+    }
+    // Room for the header and the alignment (malloc aligns to at least 8), then the nodes.
+    void* block = tlv::memory::HeapAllocateUnhooked(kChunkHeader + kNodeAlign +
+                                                    std::size_t{chunkNodes} * sizeof(BTreeNode));
+    if (!block)
+        return false;
+    const auto at = reinterpret_cast<std::uintptr_t>(block) + kChunkHeader;
+    auto* start = reinterpret_cast<BTreeNode*>((at + kNodeAlign - 1) & ~(kNodeAlign - 1));
+    ChunkBlock(start) = block;
+    ChunkNodes(start) = chunkNodes;
+    BTreeNode** place =
+        std::upper_bound(chunkStarts, chunkStarts + chunkCount, start, std::less<>());
+    std::copy_backward(place, chunkStarts + chunkCount, chunkStarts + chunkCount + 1);
+    *place = start;
+    ++chunkCount;
+    next = start;
+    end = start + chunkNodes;
+    chunkNodes = std::min(chunkNodes * 2, kLargestChunkNodes);
+    return true;
+}
+
+bool CBTree::NodePool::Owns(const BTreeNode* node) const {
+    // Addresses of unrelated blocks are compared as integers, which is well defined.
+    const auto key = reinterpret_cast<std::uintptr_t>(node);
+    BTreeNode** place = std::upper_bound(chunkStarts, chunkStarts + chunkCount, key,
+                                         [](std::uintptr_t k, BTreeNode* start) {
+                                             return k < reinterpret_cast<std::uintptr_t>(start);
+                                         });
+    if (place == chunkStarts)
+        return false;
+    BTreeNode* start = place[-1];
+    return key < reinterpret_cast<std::uintptr_t>(start + ChunkNodes(start));
+}
+
+void CBTree::NodePool::Give(BTreeNode* node) {
+    if (!Owns(node)) {
+        tlv::memory::HeapFree(node);
+        return;
+    }
+    node->left = free;
+    free = node;
+}
+
+void CBTree::NodePool::Release() {
+    for (DWORD k = 0; k < chunkCount; ++k)
+        tlv::memory::HeapFree(ChunkBlock(chunkStarts[k]));
+    tlv::memory::HeapFree(chunkStarts);
+    *this = NodePool{nullptr, nullptr, 0, 0, nullptr, nullptr, kFirstChunkNodes};
+}
+
+CBTree::CBTree()
+    : m_pRoot(nullptr),
+      m_nBalance(0), m_nodes{nullptr, nullptr, 0, 0, nullptr, nullptr, kFirstChunkNodes} {}
 
 CBTree::~CBTree() {
-    // Only the base DeleteItem is reachable here, and it does nothing.
-    SubTreeRemoveAll(m_pRoot);
+    // Only the base DeleteItem is reachable here, and it does nothing: the walk is for nodes
+    // that are not the pool's, and the rest go with their chunks.
+    FreeForeignNodes(m_pRoot);
+    m_nodes.Release();
 }
 
 void CBTree::DeleteItem(void*) {}
@@ -203,6 +295,7 @@ int CBTree::IsEmpty() const {
 void CBTree::RemoveAll() {
     SubTreeRemoveAll(m_pRoot);
     m_pRoot = nullptr;
+    m_nodes.Release();
 }
 
 int CBTree::Duplicate(const CBTree& other) {
@@ -211,6 +304,8 @@ int CBTree::Duplicate(const CBTree& other) {
     RemoveAll();
     bool failed = false;
     m_pRoot = SubTreeDuplicate(other.m_pRoot, failed);
+    if (failed)
+        m_nodes.Release(); // the partial copy's items are disposed of, its nodes left in the pool
     return failed ? 0 : 1;
 }
 
@@ -250,9 +345,10 @@ BTreeNode* CBTree::SubTreeAdd(BTreeNode* node, AddState& state) {
         path.Push(link);
         link = IsLeftDeeper(at) ? &at->right : &at->left;
     }
-    BTreeNode* fresh = NewNode(state.item);
+    BTreeNode* fresh = m_nodes.Take();
     if (!fresh)
         return root;
+    *fresh = BTreeNode{state.item, 1, nullptr, nullptr};
     *link = fresh;
     state.inserted = true;
     // Back up, rebalancing. A subtree that keeps its height leaves every node above it as it
@@ -292,18 +388,20 @@ BTreeNode* CBTree::SubTreeRemove(BTreeNode* node, void* key, void*& removed) {
     removed = at->item;
     if (!at->left || !at->right) {
         *link = at->left ? at->left : at->right;
-        tlv::memory::HeapFree(at);
+        m_nodes.Give(at);
     } else {
         if (IsLeftDeeper(at))
-            at->left = DetachLargest(at->left, at->item);
+            at->left = DetachLargest(at->left, at->item, m_nodes);
         else
-            at->right = DetachSmallest(at->right, at->item);
+            at->right = DetachSmallest(at->right, at->item, m_nodes);
         if (removed)
             *link = Rebalance(at);
     }
     // The removed item doubles as the "something was removed" flag, so removing a null item
     // leaves the heights on the path as they are. Otherwise rebalance upwards until a subtree
     // keeps its height: nothing above it can change.
+    if (!root)
+        m_nodes.Release(); // the last node is gone: give the chunks back
     if (!removed || Height(*link) == static_cast<int>(before))
         return root;
     while (!path.Empty()) {
@@ -329,7 +427,7 @@ void* CBTree::SubTreeFind(BTreeNode* node, void* key) {
 BTreeNode* CBTree::SubTreeDuplicate(const BTreeNode* node, bool& failed) {
     if (!node || failed)
         return nullptr;
-    auto* copy = static_cast<BTreeNode*>(tlv::memory::HeapAllocate(sizeof(BTreeNode)));
+    BTreeNode* copy = m_nodes.Take();
     if (!copy) {
         failed = true;
         return nullptr;
@@ -345,12 +443,23 @@ BTreeNode* CBTree::SubTreeDuplicate(const BTreeNode* node, bool& failed) {
 }
 
 void CBTree::SubTreeRemoveAll(BTreeNode* node) {
+    // The callers release the pool, which frees the pool's nodes all at once.
     if (!node)
         return;
     DeleteItem(node->item);
     SubTreeRemoveAll(node->left);
     SubTreeRemoveAll(node->right);
-    tlv::memory::HeapFree(node);
+    if (!m_nodes.Owns(node))
+        tlv::memory::HeapFree(node);
+}
+
+void CBTree::FreeForeignNodes(BTreeNode* node) {
+    if (!node)
+        return;
+    FreeForeignNodes(node->left);
+    FreeForeignNodes(node->right);
+    if (!m_nodes.Owns(node))
+        tlv::memory::HeapFree(node);
 }
 
 int CBTree::IsLeftDeeper(const BTreeNode* node) {
