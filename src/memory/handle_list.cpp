@@ -57,7 +57,9 @@ inline void Store(unsigned char* p, uint32_t v) {
 // has is chosen at load time. Stores are left unaligned: on current cores a split store costs
 // less than the scalar steps it would take to reach an alignment boundary, and the table
 // behind an odd header size would never reach one anyway.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__SANITIZE_ADDRESS__)
+// clang gives the load-time resolvers of such clones default visibility, which would export
+// private functions; only GCC builds get the variants.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
 #define TLVUTL_WIDE_VECTORS __attribute__((target_clones("avx512f", "avx2", "default")))
 #else
 #define TLVUTL_WIDE_VECTORS
