@@ -268,6 +268,13 @@ private:
         return false;
     }
 
+    static int HexDigit(wchar_t c) {
+        return c >= L'0' && c <= L'9'   ? c - L'0'
+               : c >= L'a' && c <= L'f' ? c - L'a' + 10
+               : c >= L'A' && c <= L'F' ? c - L'A' + 10
+                                        : -1;
+    }
+
     static bool HexBytes(std::wstring_view list, std::string& bytes) {
         bytes.clear();
         list = Trim(list);
@@ -280,10 +287,7 @@ private:
                 return false;
             unsigned v = 0;
             for (wchar_t c : item) {
-                const int d = c >= L'0' && c <= L'9'   ? c - L'0'
-                              : c >= L'a' && c <= L'f' ? c - L'a' + 10
-                              : c >= L'A' && c <= L'F' ? c - L'A' + 10
-                                                       : -1;
+                const int d = HexDigit(c);
                 if (d < 0)
                     return false;
                 v = v * 16 + static_cast<unsigned>(d);
@@ -301,10 +305,7 @@ private:
             return false;
         value = 0;
         for (wchar_t c : text) {
-            const int d = c >= L'0' && c <= L'9'   ? c - L'0'
-                          : c >= L'a' && c <= L'f' ? c - L'a' + 10
-                          : c >= L'A' && c <= L'F' ? c - L'A' + 10
-                                                   : -1;
+            const int d = HexDigit(c);
             if (d < 0)
                 return false;
             value = value * 16 + static_cast<unsigned>(d);

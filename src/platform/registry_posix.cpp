@@ -429,16 +429,24 @@ namespace TlvUtl {
 
 using namespace tlv::platform;
 
+namespace {
+
+// The sub-key path split into names and the key it starts from: the preamble of every call
+// that names a key by path.
+LONG Locate(HKEY hKey, LPCWSTR subKey, RegPath& path, Target& t) {
+    const LONG r = SplitRegistryPath(subKey, path);
+    return r != ERROR_SUCCESS ? r : Store::Get().Resolve(hKey, t);
+}
+
+} // namespace
+
 LONG RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, REGSAM samDesired, PHKEY phkResult) {
     if (!phkResult)
         return ERROR_INVALID_PARAMETER;
     *phkResult = nullptr;
     RegPath path;
-    LONG r = SplitRegistryPath(lpSubKey, path);
-    if (r != ERROR_SUCCESS)
-        return r;
     Target t;
-    r = Store::Get().Resolve(hKey, t);
+    LONG r = Locate(hKey, lpSubKey, path, t);
     if (r != ERROR_SUCCESS)
         return r;
     if (!t.hive) {
@@ -460,11 +468,8 @@ LONG RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, LPWSTR lpClass, DWORD, 
         return ERROR_INVALID_PARAMETER;
     *phkResult = nullptr;
     RegPath path;
-    LONG r = SplitRegistryPath(lpSubKey, path);
-    if (r != ERROR_SUCCESS)
-        return r;
     Target t;
-    r = Store::Get().Resolve(hKey, t);
+    LONG r = Locate(hKey, lpSubKey, path, t);
     if (r != ERROR_SUCCESS)
         return r;
     if (!t.hive) {
@@ -594,11 +599,8 @@ LONG RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey) {
     if (!lpSubKey)
         return ERROR_INVALID_PARAMETER;
     RegPath path;
-    LONG r = SplitRegistryPath(lpSubKey, path);
-    if (r != ERROR_SUCCESS)
-        return r;
     Target t;
-    r = Store::Get().Resolve(hKey, t);
+    LONG r = Locate(hKey, lpSubKey, path, t);
     if (r != ERROR_SUCCESS)
         return r;
     if (!t.hive)
