@@ -24,6 +24,10 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 int UsageError(const Command& c, const std::string& message);
+// A few words for a Win32 error the library reported ("no such folder").
+std::string DescribeWin32Error(unsigned long code);
+// The bytes of a file; false with the reason in why.
+bool ReadFileBytes(const std::string& path, std::string& bytes, std::string& why);
 const std::vector<Command>& Commands();
 // The command of that name (the table holds every name the tool's own code asks for).
 const Command& CommandNamed(std::string_view name);
