@@ -5,12 +5,11 @@
 
 #include "reg_file.h"
 
-#include "../platform/registry_raw.h"
+#include "platform/file_system.h"
+#include "platform/registry_raw.h"
 
 #include <cstdio>
 #include <cwchar>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 
@@ -453,37 +452,23 @@ LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName, std::wstring
     if (r != ERROR_SUCCESS)
         return r;
 
-    // Written aside and renamed, so an existing file is replaced whole or not at all.
-    const std::filesystem::path file(TlvUtils::ToUtf8(fileName));
-    std::filesystem::path temp = file;
-    temp += ".tmp";
-    {
-        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        out << "\xFF\xFE" << TlvUtils::ToUtf16LE(text);
-        out.flush();
-        if (!out)
-            return Fail(error, ERROR_REGISTRY_IO_FAILED,
-                        L"cannot write " + TlvUtils::FromUtf8(temp.string()));
-    }
-    std::error_code ec;
-    std::filesystem::rename(temp, file, ec);
-    if (ec) {
-        std::filesystem::remove(temp, ec);
-        return Fail(error, ERROR_REGISTRY_IO_FAILED, L"cannot write " + std::wstring(fileName));
-    }
+    // An existing file is replaced whole or not at all.
+    if (const std::error_code ec = tlv::platform::WriteFileAtomically(
+            fileName, "\xFF\xFE" + TlvUtils::ToUtf16LE(text)))
+        return Fail(error, static_cast<LONG>(tlv::platform::Win32Error(ec, fileName)),
+                    L"cannot write " + std::wstring(fileName) + L": " +
+                        TlvUtils::FromUtf8(tlv::platform::Describe(ec, fileName)));
     return ERROR_SUCCESS;
 }
 
 LONG RegImportFile(const wchar_t* fileName, std::wstring* error) {
     if (!fileName)
         return Fail(error, ERROR_INVALID_PARAMETER, L"no file name given");
-    const std::filesystem::path file(TlvUtils::ToUtf8(fileName));
-    std::ifstream in(file, std::ios::binary);
-    if (!in)
-        return Fail(error, ERROR_FILE_NOT_FOUND, L"cannot open " + std::wstring(fileName));
-    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad())
-        return Fail(error, ERROR_REGISTRY_IO_FAILED, L"cannot read " + std::wstring(fileName));
+    std::string bytes;
+    if (const std::error_code ec = tlv::platform::ReadWholeFile(fileName, bytes))
+        return Fail(error, static_cast<LONG>(tlv::platform::Win32Error(ec, fileName)),
+                    L"cannot read " + std::wstring(fileName) + L": " +
+                        TlvUtils::FromUtf8(tlv::platform::Describe(ec, fileName)));
 
     std::map<int, std::vector<RegChange>> changes;
     std::wstring problem;

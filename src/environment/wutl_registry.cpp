@@ -1,7 +1,7 @@
 #include <tlvutl/encoding.h>
 #include <tlvutl/registry.h>
 
-#include "../platform/registry_raw.h"
+#include "platform/registry_raw.h"
 
 #include <algorithm>
 #include <cwchar>

@@ -5,8 +5,8 @@
 #include <tlvutl/frame.h>
 #include <tlvutl/messages.h>
 
-#include "../platform/console.h"
-#include "../platform/module_loader.h"
+#include "platform/console.h"
+#include "platform/module_loader.h"
 
 #include <cstdlib>
 #include <cwchar>

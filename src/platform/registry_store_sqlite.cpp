@@ -1,4 +1,5 @@
 #include "registry_store.h"
+#include "file_system.h"
 
 #include <tlvutl/encoding.h>
 
@@ -8,7 +9,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <fstream>
 #include <locale.h>
 #include <mutex>
 #include <thread>
@@ -219,12 +219,12 @@ std::wstring ColumnName(sqlite3_stmt* s, int i) {
 }
 
 bool LooksLikeDatabase(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in)
+    File in;
+    if (in.Open(WidePath(file), File::Mode::kRead))
         return true; // missing: SQLite creates it
     char head[16] = {};
-    in.read(head, sizeof head);
-    const std::streamsize got = in.gcount();
+    std::size_t got = 0;
+    in.Read(head, sizeof head, got);
     return got == 0 || (got == 16 && std::memcmp(head, "SQLite format 3", 16) == 0);
 }
 

@@ -1,5 +1,5 @@
 // WXmpDoc's lifetime: construction, copies, the temporary file and the error code.
-#include "platform/temp_file.h"
+#include "platform/file_system.h"
 #include "xmp_temp_file.h"
 
 #include <tlvutl/xmp.h>
@@ -7,7 +7,7 @@
 WXmpDoc::TempFile::~TempFile() {
     stream.reset(); // closed before the name is removed
     if (!name.empty())
-        tlv::platform::RemoveFile(name);
+        tlv::platform::Remove(name);
 }
 
 WXmpDoc::WXmpDoc(std::shared_ptr<IPropertyStore> store) : store_(std::move(store)) {}
@@ -29,9 +29,7 @@ void WXmpDoc::SetError(int error) {
 int WXmpDoc::CreateAndOpenTempFile() {
     CloseTempFile();
     auto file = std::make_shared<TempFile>();
-    std::string why;
-    file->name = tlv::platform::CreateTempFile("TMP", "", why);
-    if (file->name.empty()) {
+    if (tlv::platform::CreateTempFile("TMP", "", file->name)) {
         SetError(XMP_ERROR_TEMP_FILE);
         return 1;
     }

@@ -1,6 +1,5 @@
 #include <tlvutl/cstring.h>
 #include <tlvutl/encoding.h>
-#include <tlvutl/frame.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -309,9 +308,4 @@ CString CString::Tokenize(const wchar_t* set, int& start) const {
 void CString::FormatV(const wchar_t* format, va_list args) {
     s_.clear();
     TlvUtils::detail::FormatIntoV(s_, format, args);
-}
-
-bool CString::LoadString(UINT id) {
-    *this = UTLLoadStringEx(id);
-    return !IsEmpty();
 }
