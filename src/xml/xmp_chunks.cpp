@@ -25,6 +25,10 @@ std::vector<XmpChunkEntry> SplitIntoChunks(std::uint64_t size, std::uint32_t max
 } // namespace tlv::xml
 
 int WXmpDoc::SetUpChunks() {
+    if (file_ && file_->stream && !file_->Flush()) {
+        SetError(XMP_ERROR_WRITE);
+        return 1;
+    }
     ULONGLONG size = 0;
     if (!file_ || !file_->stream || FAILED(file_->stream->Seek(0, STREAM_SEEK_END, &size))) {
         SetError(XMP_ERROR_SIZE);

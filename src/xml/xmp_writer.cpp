@@ -9,13 +9,23 @@
 
 #include <limits>
 
+bool WXmpDoc::TempFile::Flush() {
+    if (!stream || pending.size() > std::numeric_limits<ULONG>::max())
+        return false;
+    if (pending.empty())
+        return true;
+    const HRESULT hr = stream->Write(pending.data(), static_cast<ULONG>(pending.size()), nullptr);
+    pending.clear();
+    return SUCCEEDED(hr);
+}
+
 int WXmpDoc::WriteBytes(std::string_view bytes) {
     if (!file_ || !file_->stream) {
         SetError(XMP_ERROR_WRITE);
         return 1;
     }
-    if (bytes.size() > std::numeric_limits<ULONG>::max() ||
-        FAILED(file_->stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr))) {
+    file_->pending.append(bytes);
+    if (file_->pending.size() >= TempFile::kFlushSize && !file_->Flush()) {
         SetError(XMP_ERROR_WRITE);
         return 1;
     }
