@@ -22,11 +22,13 @@
 #include <utility>
 #include <vector>
 
+#ifndef _WIN32 // the Windows build takes these from the platform's headers
 typedef struct _tagpropertykey {
     GUID fmtid;
     DWORD pid;
 } PROPERTYKEY;
 #define REFPROPERTYKEY const PROPERTYKEY&
+#endif
 
 inline bool IsEqualPropertyKey(REFPROPERTYKEY a, REFPROPERTYKEY b) {
     if (a.pid != b.pid || a.fmtid.Data1 != b.fmtid.Data1 || a.fmtid.Data2 != b.fmtid.Data2 ||
@@ -60,6 +62,7 @@ inline constexpr PROPERTYKEY PKEY_DateCreated = {
     {0xB725F130, 0x47EF, 0x101A, {0xA5, 0xF1, 0x02, 0x60, 0x8C, 0x9E, 0xEB, 0xAC}}, 15};
 
 // The value kinds, with the platform's VARTYPE numbers.
+#ifndef _WIN32
 typedef uint16_t VARTYPE;
 enum : VARTYPE {
     VT_EMPTY = 0,
@@ -71,6 +74,7 @@ enum : VARTYPE {
     VT_FILETIME = 64,
     VT_VECTOR = 0x1000,
 };
+#endif
 
 class TLVUTL_API PropVariant {
 public:
