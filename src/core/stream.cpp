@@ -4,7 +4,6 @@
 #include <cstring>
 #include <limits>
 
-
 IStream::~IStream() = default;
 
 namespace TlvUtils {

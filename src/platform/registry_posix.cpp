@@ -1,7 +1,7 @@
 // The Win32 registry functions on the library's store: handles, access rights, and the
 // conversion of string data between the stored UTF-16LE and four-byte wchar_t.
-#include "registry_raw.h"
 #include "file_system.h"
+#include "registry_raw.h"
 #include "special_folders.h"
 
 #include "console.h"
@@ -21,10 +21,11 @@ namespace {
 
 constexpr int kRootCount = 6;
 constexpr int kPerformanceData = 4;
-// Indexed by the low bits of the predefined handle values.
-const wchar_t* const kRootNames[kRootCount] = {L"HKEY_CLASSES_ROOT",     L"HKEY_CURRENT_USER",
-                                               L"HKEY_LOCAL_MACHINE",    L"HKEY_USERS",
-                                               L"HKEY_PERFORMANCE_DATA", L"HKEY_CURRENT_CONFIG"};
+// The predefined handles are consecutive values: a root's index is its offset from the first.
+HKEY RootAt(int index) {
+    return reinterpret_cast<HKEY>(reinterpret_cast<std::uintptr_t>(HKEY_CLASSES_ROOT) +
+                                  static_cast<std::uintptr_t>(index));
+}
 
 int RootIndex(HKEY key) {
     const auto value = reinterpret_cast<std::uintptr_t>(key);
@@ -164,8 +165,8 @@ private:
                                                               : ERROR_REGISTRY_IO_FAILED;
             }
             LONG status = ERROR_SUCCESS;
-            std::unique_ptr<RegistryHive> hive =
-                RegistryHive::Open(NativePath(folder + kRootNames[root] + L".db"), status);
+            std::unique_ptr<RegistryHive> hive = RegistryHive::Open(
+                NativePath(folder + TlvUtl::RegistryRootName(RootAt(root)) + L".db"), status);
             if (!hive)
                 return status;
             slot.hive = std::move(hive);
@@ -624,7 +625,7 @@ std::wstring GetRegistryStoreFile(HKEY root) {
     const int i = RootIndex(root);
     if (i < 0 || i == kPerformanceData)
         return {};
-    return GetRegistryDirectory() + kRootNames[i] + L".db";
+    return GetRegistryDirectory() + RegistryRootName(root) + L".db";
 }
 
 } // namespace TlvUtl
