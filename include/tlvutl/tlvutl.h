@@ -20,6 +20,7 @@
 #include <tlvutl/messages.h>
 #include <tlvutl/optional.h>
 #include <tlvutl/profile.h>
+#include <tlvutl/property_store.h>
 #include <tlvutl/regional_format.h>
 #include <tlvutl/registry.h>
 #include <tlvutl/runtime_class.h>
@@ -32,5 +33,6 @@
 #include <tlvutl/tree.h>
 #include <tlvutl/wintypes.h>
 #include <tlvutl/xml.h>
+#include <tlvutl/xmp.h>
 
 #endif

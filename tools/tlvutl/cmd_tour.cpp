@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <iostream>
+#include <memory>
 #include <string>
 
 namespace tlvtool {
@@ -210,6 +211,27 @@ void TourXml() {
     std::cout << "normalised path:    " << U8(static_cast<const CString&>(path)) << "\n";
 }
 
+void TourXmp() {
+    Heading("XMP metadata");
+    auto store = std::make_shared<MemoryPropertyStore>();
+    store->SetValue(PKEY_Title, PropVariant::FromString(L"Harbour at dawn"));
+    store->SetValue(PKEY_Author, PropVariant::FromStringVector({L"Ana", L"Bo"}));
+    store->SetValue(PKEY_Rating, PropVariant::FromUInt16(75));
+    WXmpDoc doc(store);
+    if (doc.CreateFromPropertyStore() != 0) {
+        std::cout << "packet:             not written (error " << doc.GetError() << ")\n";
+        return;
+    }
+    std::vector<char> first;
+    doc.GetDataToVector(first, 0);
+    const std::string text(first.begin(), first.end());
+    std::cout << "title, 2 authors, rating 75 -> " << doc.GetDataSize() << " bytes in "
+              << doc.GetNumberOfChunks() << " chunks of at most " << WXmpDoc::kMaxChunkSize << "\n";
+    const auto stars = text.find("<xmp:Rating>\n");
+    if (stars != std::string::npos)
+        std::cout << "xmp:Rating:         " << text[stars + 13] << " stars\n";
+}
+
 void TourUnits() {
     Heading("Units");
     WUnit& units = WUnit::GetDefaultWUnit();
@@ -251,6 +273,7 @@ int RunTour(const Args& args) {
     TourFolders();
     TourUnits();
     TourXml();
+    TourXmp();
     return kOk;
 }
 

@@ -45,6 +45,7 @@ bool ParseUnitArgument(const std::string& text, int& unit);
 void PrintFolders(std::ostream& out, bool all);
 int RunReg(const Args& args);
 int RunXml(const Args& args);
+int RunXmp(const Args& args);
 
 } // namespace tlvtool
 

@@ -34,6 +34,11 @@ const std::vector<Command>& Commands() {
          "  xml delete FILE PATH\n  xml validate FILE SCHEMA.xsd\n"
          "  xml transform FILE STYLESHEET [OUT]",
          RunXml},
+        {"xmp", "write an XMP metadata packet, or show how it is cut into chunks",
+         "[--title T] [--author A]... [--keyword K]... [--rating N] [--comment C]\n"
+         "  [--copyright C] [--date YYYY-MM-DD[Thh:mm[:ss[.fff]]][Z|+hh:mm]]\n"
+         "  [--chunks] [--out FILE]",
+         RunXmp},
     };
     return commands;
 }
