@@ -182,8 +182,13 @@ void MessageLoop::SetTimer(std::uint32_t id, nanoseconds interval) {
 }
 
 bool MessageLoop::KillTimer(std::uint32_t id) {
-    // The heap entry goes stale; the timerfd may wake once for nothing.
-    return state_->timers.erase(id) != 0;
+    // The heap entry goes stale; re-arming drops it when it was the earliest, so the
+    // descriptor does not wake a host's loop for nothing.
+    if (state_->timers.erase(id) == 0)
+        return false;
+    if (!closed_)
+        state_->Arm();
+    return true;
 }
 
 std::size_t MessageLoop::TimerCount() const {

@@ -207,10 +207,11 @@ std::wstring TimerKey(std::uint32_t id) {
 }
 
 std::uint32_t SearchTimerId(std::uint32_t& counter,
-                            const std::function<std::size_t(const std::wstring&)>& count) {
+                            const std::function<std::size_t(const std::wstring&)>& count,
+                            std::uint32_t last) {
     bool wrapped = false;
     while (count(TimerKey(counter)) >= 1) {
-        if (counter == 0xFFFFFFFFu) {
+        if (counter == last) {
             if (wrapped)
                 throw WTimerIdsExhausted();
             counter = 1;
@@ -220,7 +221,7 @@ std::uint32_t SearchTimerId(std::uint32_t& counter,
     }
     const std::uint32_t id = counter;
     ++counter;
-    if (counter == 0xFFFFFFFFu || counter == 0)
+    if (counter == last || counter == 0)
         counter = 1;
     return id;
 }

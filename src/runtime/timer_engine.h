@@ -17,9 +17,11 @@ std::wstring TimerKey(std::uint32_t id);
 // counter past it. The search moves forward from counter; at 0xFFFFFFFF it wraps to 1 once,
 // raising the counter before testing it, so 1 itself is passed over on that pass; reaching
 // 0xFFFFFFFF a second time throws WTimerIdsExhausted. After handing out, the counter wraps
-// to 1 instead of reaching 0xFFFFFFFF (or 0).
+// to 1 instead of reaching 0xFFFFFFFF (or 0). last stands for 0xFFFFFFFF so that tests can
+// run the same search over a small id space.
 std::uint32_t SearchTimerId(std::uint32_t& counter,
-                            const std::function<std::size_t(const std::wstring&)>& count);
+                            const std::function<std::size_t(const std::wstring&)>& count,
+                            std::uint32_t last = 0xFFFFFFFFu);
 
 // False once the engine has been destroyed at process exit: timers destroyed after it
 // (static ones) must not reach it.
