@@ -236,6 +236,11 @@ void TourUnits() {
     std::cout << "\n";
 }
 
+void TourTimers() {
+    Heading("Timers");
+    ShowTimerTicks(std::cout, 20, 3, 1);
+}
+
 } // namespace
 
 int RunTour(const Args& args) {
@@ -251,6 +256,7 @@ int RunTour(const Args& args) {
     TourFolders();
     TourUnits();
     TourXml();
+    TourTimers();
     return kOk;
 }
 

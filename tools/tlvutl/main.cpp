@@ -34,6 +34,8 @@ const std::vector<Command>& Commands() {
          "  xml delete FILE PATH\n  xml validate FILE SCHEMA.xsd\n"
          "  xml transform FILE STYLESHEET [OUT]",
          RunXml},
+        {"timer", "run timers on the message loop and show their ticks' period and jitter",
+         "--interval MS --count N [--timers K]", RunTimer},
     };
     return commands;
 }
