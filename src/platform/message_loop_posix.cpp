@@ -12,6 +12,7 @@
 #include "message_loop.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <mutex>
 #include <unordered_map>
@@ -50,14 +51,13 @@ void CloseFd(int& fd) {
     fd = -1;
 }
 
-// Reads and discards a descriptor's 8-byte counter; true when there was one.
-bool Drain(int fd) {
+// Reads and discards an eventfd's counter.
+void Drain(int fd) {
     std::uint64_t count = 0;
     ssize_t n;
     do {
         n = ::read(fd, &count, sizeof count);
     } while (n < 0 && errno == EINTR);
-    return n == static_cast<ssize_t>(sizeof count);
 }
 
 } // namespace
@@ -90,10 +90,16 @@ struct MessageLoop::State {
     std::vector<Entry> heap;
     std::uint64_t nextGeneration = 1;
     std::int64_t armed = 0; // the timerfd's deadline; 0 while disarmed
+    bool expired = false;   // the timerfd may be readable: setting it again clears that
     bool quit = false;
 
-    std::mutex lock; // guards tasks, the one thing other threads touch
+    // Guards tasks, the one thing other threads touch, and the eventfd's count: writing
+    // and draining under one lock means a drain never misses a write still on its way.
+    std::mutex lock;
     std::vector<Task> tasks;
+    // True from a Post until the loop takes the calls. Read unlocked first, so that a tick
+    // with no call waiting costs neither the lock nor a read of the eventfd.
+    std::atomic<bool> posted{false};
 
     ~State() {
         CloseFd(epoll);
@@ -127,17 +133,21 @@ struct MessageLoop::State {
         std::make_heap(heap.begin(), heap.end(), Later());
     }
 
-    // Points the timerfd at the earliest live deadline (or disarms it), when that changed.
+    // Points the timerfd at the earliest live deadline (or disarms it), when that changed
+    // or when it has expired. Setting it resets its expiration count, which is how an
+    // expiry is consumed without reading it: one system call per tick.
     void Arm() {
         DropStaleTop();
         const std::int64_t want = heap.empty() ? 0 : heap.front().deadline;
-        if (want == armed)
+        if (want == armed && !expired)
             return;
         itimerspec spec{};
         if (want != 0)
             spec.it_value = ToTimespec(want);
-        if (timerfd_settime(timer, TFD_TIMER_ABSTIME, &spec, nullptr) == 0)
+        if (timerfd_settime(timer, TFD_TIMER_ABSTIME, &spec, nullptr) == 0) {
             armed = want;
+            expired = false;
+        }
     }
 };
 
@@ -197,24 +207,26 @@ std::size_t MessageLoop::TimerCount() const {
 
 int MessageLoop::Dispatch() {
     State& s = *state_;
-    Drain(s.wake);
-    if (Drain(s.timer))
-        s.armed = 0; // an expired absolute timerfd stays disarmed until set again
-
     int handled = 0;
-    std::vector<Task> tasks;
-    {
-        std::lock_guard<std::mutex> guard(s.lock);
-        tasks.swap(s.tasks);
-    }
-    for (Task& task : tasks) {
-        task();
-        ++handled;
+    if (s.posted.load()) {
+        std::vector<Task> tasks;
+        {
+            std::lock_guard<std::mutex> guard(s.lock);
+            Drain(s.wake);
+            tasks.swap(s.tasks);
+            s.posted.store(false);
+        }
+        for (Task& task : tasks) {
+            task();
+            ++handled;
+        }
     }
 
     const std::int64_t now = NowNs();
-    if (s.armed != 0 && s.armed <= now)
-        s.armed = 0; // expired since it was drained; its count is reset when it is re-armed
+    if (s.armed != 0 && s.armed <= now) {
+        s.armed = 0; // an expired absolute timerfd stays disarmed until it is set again
+        s.expired = true;
+    }
     // Each tick is rescheduled before its handler runs, so a handler may stop, restart or
     // add timers, or dispatch again from a nested loop. A rescheduled deadline lies in the
     // future, so this ends.
@@ -282,14 +294,16 @@ void MessageLoop::Close() {
     itimerspec off{};
     timerfd_settime(s.timer, 0, &off, nullptr);
     s.armed = 0;
+    s.expired = false;
 }
 
 void MessageLoop::Post(Task task) {
     State& s = *state_;
-    {
-        std::lock_guard<std::mutex> guard(s.lock);
-        s.tasks.push_back(std::move(task));
-    }
+    std::lock_guard<std::mutex> guard(s.lock);
+    s.tasks.push_back(std::move(task));
+    if (s.posted.load())
+        return; // the loop has been woken and has not taken the calls yet
+    s.posted.store(true);
     const std::uint64_t one = 1;
     ssize_t n;
     do {

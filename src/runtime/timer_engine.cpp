@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cwchar>
 #include <mutex>
 #include <thread>
 
@@ -201,9 +200,19 @@ void WTimerEngine::UpdateAll(const wchar_t* key) {
 namespace tlv::runtime {
 
 std::wstring TimerKey(std::uint32_t id) {
-    wchar_t text[16];
-    std::swprintf(text, 16, L"%d", static_cast<int>(id));
-    return text;
+    // What swprintf(L"%d") writes for the id read as a signed number, without the cost of
+    // the formatter on every tick.
+    const auto value = static_cast<std::int32_t>(id);
+    std::uint32_t magnitude = value < 0 ? 0u - id : id;
+    wchar_t text[12];
+    wchar_t* p = text + 12;
+    do {
+        *--p = static_cast<wchar_t>(L'0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0)
+        *--p = L'-';
+    return std::wstring(p, text + 12);
 }
 
 std::uint32_t SearchTimerId(std::uint32_t& counter,

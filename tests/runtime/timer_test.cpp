@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cwchar>
 #include <memory>
 #include <set>
 #include <string>
@@ -57,6 +58,14 @@ TEST_F(TimerTest, KeysAreSignedDecimal) {
     EXPECT_EQ(tlv::runtime::TimerKey(2147483647u), L"2147483647");
     EXPECT_EQ(tlv::runtime::TimerKey(0x80000000u), L"-2147483648");
     EXPECT_EQ(tlv::runtime::TimerKey(0xFFFFFFFEu), L"-2");
+    // The same text as the formatter, over the whole range in steps.
+    for (std::uint64_t id = 0; id <= 0xFFFFFFFFu; id += 65521) {
+        wchar_t text[16];
+        std::swprintf(text, 16, L"%d", static_cast<int>(static_cast<std::uint32_t>(id)));
+        ASSERT_EQ(tlv::runtime::TimerKey(static_cast<std::uint32_t>(id)), text) << id;
+    }
+    EXPECT_EQ(tlv::runtime::TimerKey(0xFFFFFFFFu), L"-1");
+    EXPECT_EQ(tlv::runtime::TimerKey(0), L"0");
 }
 
 TEST_F(TimerTest, ConstructedAndDestroyedTakesNoId) {
