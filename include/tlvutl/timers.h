@@ -33,8 +33,9 @@
 // like any object, must not be used by two threads at once without the caller's own
 // synchronisation. Listeners are called without any lock held, so a listener may start,
 // stop, subscribe, unsubscribe or destroy timers, including its own, and may run a nested
-// loop. GlobalTimerShutdownTime and the MessageLoop pumping calls belong to the owning
-// thread; made on another thread, the pumping calls return at once and do nothing.
+// loop. The MessageLoop pumping calls belong to the owning thread; made on another thread
+// they return at once and do nothing. GlobalTimerShutdownTime belongs there too; made on
+// another thread it hands the closing to the owner, whose running Run then returns.
 #ifndef TLVUTL_TIMERS_H
 #define TLVUTL_TIMERS_H
 
@@ -130,8 +131,8 @@ public:
     void Start(UINT intervalMs);
     void Stop();
 
-    // Destroys the loop's resources: no tick arrives after it. Call it on the owning
-    // thread during shut-down, before that thread ends.
+    // Destroys the loop's resources: no tick arrives after it. Call it during shut-down,
+    // on the owning thread before it ends (from another thread it is handed over).
     static void GlobalTimerShutdownTime();
 
 private:

@@ -34,10 +34,30 @@ struct WTimerEngine::Impl {
     std::thread::id owner;
     std::size_t (*countForTesting)(const std::wstring&) = nullptr;
 
-    // Under the lock: makes the loop when there is none; the caller becomes its owner.
-    void EnsureLoop(WTimerEngine* engine);
     bool OwnedHere() const { return loop && owner == std::this_thread::get_id(); }
 };
+
+namespace {
+
+void OnTick(void* context, std::uint32_t id) {
+    static_cast<WTimerEngine*>(context)->UpdateAll(tlv::runtime::TimerKey(id).c_str());
+}
+
+// Under the engine's lock: makes the loop when there is none; the caller becomes its owner.
+// (A free function: a member of the exported class's Impl would be exported with it.)
+void EnsureLoop(WTimerEngine::Impl& impl, WTimerEngine* engine) {
+    if (impl.loop)
+        return;
+    std::error_code error;
+    std::unique_ptr<tlv::platform::MessageLoop> made =
+        tlv::platform::MessageLoop::Create(&OnTick, engine, error);
+    if (!made)
+        return; // as when the window cannot be made: timers simply do not tick
+    impl.loop = std::move(made);
+    impl.owner = std::this_thread::get_id();
+}
+
+} // namespace
 
 // The engine's private state for the loop-driving functions and the test hooks.
 struct WTimerEngineAccess {
@@ -47,30 +67,10 @@ struct WTimerEngineAccess {
         WTimerEngine::Impl& impl = *engine.impl_;
         std::lock_guard<std::mutex> guard(impl.lock);
         if (create)
-            impl.EnsureLoop(&engine);
+            EnsureLoop(impl, &engine);
         return impl.OwnedHere() ? impl.loop : nullptr;
     }
 };
-
-namespace {
-
-void OnTick(void* context, std::uint32_t id) {
-    static_cast<WTimerEngine*>(context)->UpdateAll(tlv::runtime::TimerKey(id).c_str());
-}
-
-} // namespace
-
-void WTimerEngine::Impl::EnsureLoop(WTimerEngine* engine) {
-    if (loop)
-        return;
-    std::error_code error;
-    std::unique_ptr<tlv::platform::MessageLoop> made =
-        tlv::platform::MessageLoop::Create(&OnTick, engine, error);
-    if (!made)
-        return; // as when the window cannot be made: timers simply do not tick
-    loop = std::move(made);
-    owner = std::this_thread::get_id();
-}
 
 namespace DataBinding {
 IBroadcaster::~IBroadcaster() = default;
@@ -103,7 +103,7 @@ void WTimerEngine::SetTimer(UINT id, UINT intervalMs) {
     std::shared_ptr<tlv::platform::MessageLoop> loop;
     {
         std::lock_guard<std::mutex> guard(impl_->lock);
-        impl_->EnsureLoop(this);
+        EnsureLoop(*impl_, this);
         if (!impl_->loop)
             return;
         if (!impl_->OwnedHere()) {

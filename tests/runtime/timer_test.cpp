@@ -300,6 +300,24 @@ TEST_F(TimerTest, QuitFromAnotherThreadEndsRun) {
     EXPECT_TRUE(Engine().HasLoop());
 }
 
+TEST_F(TimerTest, ShutdownFromAnotherThreadEndsTheOwnersRun) {
+    Counter c;
+    WTimer t;
+    t.Subscribe(c.AsListener());
+    t.Start(10);
+    std::thread closer([] {
+        std::this_thread::sleep_for(50ms);
+        WTimer::GlobalTimerShutdownTime();
+    });
+    MessageLoop::Run();
+    closer.join();
+    EXPECT_GT(c.ticks, 0);
+    EXPECT_FALSE(Engine().HasLoop());
+    const int before = c.ticks;
+    EXPECT_EQ(MessageLoop::PumpPending(), 0);
+    EXPECT_EQ(c.ticks, before);
+}
+
 TEST_F(TimerTest, TicksArriveOnTheOwningThreadOnly) {
     Counter c;
     WTimer t;
