@@ -49,8 +49,8 @@ bool Readable(int fd) {
 }
 
 TEST(MessageLoop, DispatchesDueTicksEarliestFirstLikeAModel) {
-    // Random starts, restarts and stops over 100 ids, against a map of what should run.
-    // Intervals are distinct multiples of 3 ms, so the expected order is the intervals'.
+    // Random starts, restarts and stops over 100 ids, against a map of what should run and
+    // when. Intervals are distinct multiples of 3 ms, so deadlines lie well apart.
     Recorder r;
     auto loop = MakeLoop(r);
     std::mt19937 random(16);
@@ -58,7 +58,7 @@ TEST(MessageLoop, DispatchesDueTicksEarliestFirstLikeAModel) {
     for (int i = 0; i < 200; ++i)
         free[i] = 3 * (i + 1);
     std::shuffle(free.begin(), free.end(), random);
-    std::map<std::uint32_t, int> model; // id -> interval in ms
+    std::map<std::uint32_t, std::chrono::nanoseconds> model; // id -> deadline
     for (int op = 0; op < 160; ++op) {
         const std::uint32_t id = 1 + random() % 100;
         if (random() % 4 == 0) {
@@ -67,16 +67,16 @@ TEST(MessageLoop, DispatchesDueTicksEarliestFirstLikeAModel) {
             const int ms = free.back();
             free.pop_back();
             loop->SetTimer(id, std::chrono::milliseconds(ms));
-            model[id] = ms;
+            model[id] = tlv::platform::MonotonicNow() + std::chrono::milliseconds(ms);
         }
     }
     EXPECT_EQ(loop->TimerCount(), model.size());
     std::this_thread::sleep_for(610ms);
     EXPECT_TRUE(Readable(loop->FileDescriptor()));
     const int handled = loop->Dispatch();
-    std::vector<std::pair<int, std::uint32_t>> expected;
-    for (auto [id, ms] : model)
-        expected.emplace_back(ms, id);
+    std::vector<std::pair<std::chrono::nanoseconds, std::uint32_t>> expected;
+    for (auto [id, deadline] : model)
+        expected.emplace_back(deadline, id);
     std::sort(expected.begin(), expected.end());
     ASSERT_EQ(handled, static_cast<int>(expected.size()));
     for (std::size_t i = 0; i < expected.size(); ++i)
