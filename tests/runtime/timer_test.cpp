@@ -285,6 +285,28 @@ TEST_F(TimerTest, ShutdownFromATickEndsRun) {
     EXPECT_FALSE(Engine().HasLoop());
 }
 
+// Runs a nested loop from its first tick, as a modal dialog would.
+struct Modal {
+    int ticks = 0;
+    void Tick() {
+        if (++ticks == 1)
+            MessageLoop::RunFor(60ms);
+    }
+};
+
+TEST_F(TimerTest, ANestedLoopInsideATickKeepsTimersTicking) {
+    Modal modal;
+    Counter other;
+    WTimer slow, fast;
+    slow.Subscribe(Listener::FromMethod<Modal, &Modal::Tick>(&modal));
+    fast.Subscribe(other.AsListener());
+    slow.Start(20);
+    fast.Start(10);
+    MessageLoop::RunFor(90ms);
+    EXPECT_GE(other.ticks, 5); // most of them inside the nested loop
+    EXPECT_GE(modal.ticks, 2); // the outer tick's own timer ticks in the nested loop too
+}
+
 TEST_F(TimerTest, QuitFromAnotherThreadEndsRun) {
     Counter c;
     WTimer t;
