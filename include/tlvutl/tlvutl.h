@@ -28,6 +28,7 @@
 #include <tlvutl/stream.h>
 #include <tlvutl/string_table.h>
 #include <tlvutl/thread_lock.h>
+#include <tlvutl/timers.h>
 #include <tlvutl/unit_parser.h>
 #include <tlvutl/units.h>
 #include <tlvutl/tree.h>

@@ -258,6 +258,11 @@ void TourUnits() {
     std::cout << "\n";
 }
 
+void TourTimers() {
+    Heading("Timers");
+    ShowTimerTicks(std::cout, 20, 3, 1);
+}
+
 } // namespace
 
 int RunTour(const Args& args) {
@@ -274,6 +279,7 @@ int RunTour(const Args& args) {
     TourUnits();
     TourXml();
     TourXmp();
+    TourTimers();
     return kOk;
 }
 

@@ -46,6 +46,10 @@ void PrintFolders(std::ostream& out, bool all);
 int RunReg(const Args& args);
 int RunXml(const Args& args);
 int RunXmp(const Args& args);
+int RunTimer(const Args& args);
+// Runs timers of that interval on this thread until the first has ticked count times,
+// printing each of its ticks with the measured period and jitter.
+void ShowTimerTicks(std::ostream& out, unsigned intervalMs, long count, long timers);
 
 } // namespace tlvtool
 

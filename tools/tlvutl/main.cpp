@@ -39,6 +39,8 @@ const std::vector<Command>& Commands() {
          "  [--copyright C] [--date YYYY-MM-DD[Thh:mm[:ss[.fff]]][Z|+hh:mm]]\n"
          "  [--chunks] [--out FILE]",
          RunXmp},
+        {"timer", "run timers on the message loop and show their ticks' period and jitter",
+         "--interval MS --count N [--timers K]", RunTimer},
     };
     return commands;
 }
