@@ -3,6 +3,8 @@
 #include "platform/console.h"
 #include "platform/module_loader.h"
 
+#include <tlvutl/encoding.h>
+
 #include <filesystem>
 #include <map>
 
@@ -51,11 +53,13 @@ std::wstring WithSeparator(std::wstring path) {
     return path;
 }
 
+// Paths go to std::filesystem as UTF-8 bytes: its own wide conversion follows the C locale
+// and throws on any non-ASCII character.
 std::wstring CombinePath(const std::wstring& base, const std::wstring& sub) {
-    std::filesystem::path p(base);
+    std::filesystem::path p(TlvUtils::ToUtf8(base));
     if (!sub.empty())
-        p /= sub;
-    std::wstring normal = p.lexically_normal().wstring();
+        p /= TlvUtils::ToUtf8(sub);
+    std::wstring normal = TlvUtils::FromUtf8(p.lexically_normal().string());
     if (normal == L".")
         normal.clear();
     return WithSeparator(normal);
@@ -63,7 +67,8 @@ std::wstring CombinePath(const std::wstring& base, const std::wstring& sub) {
 
 void CreateFolders(const std::wstring& path) {
     std::error_code ec;
-    std::filesystem::create_directories(path, ec); // failure is not reported; the path stands
+    std::filesystem::create_directories(TlvUtils::ToUtf8(path),
+                                        ec); // failure is not reported; the path stands
 }
 
 } // namespace tlv::environment

@@ -2,6 +2,8 @@
 
 #include "platform/special_folders.h"
 
+#include <tlvutl/encoding.h>
+
 #include <filesystem>
 
 namespace tlv::environment {
@@ -24,7 +26,7 @@ void CopyTree(const fs::path& from, const fs::path& to) {
             continue;
         // Installed files are often read-only; the user's copy must be editable. (The archive
         // attribute the Windows build also sets has no POSIX counterpart.)
-        tlv::platform::MakeWritableByOwner(target.wstring());
+        tlv::platform::MakeWritableByOwner(TlvUtils::FromUtf8(target.string()));
     }
 }
 
@@ -32,9 +34,11 @@ void CopyTree(const fs::path& from, const fs::path& to) {
 
 void SeedUserConfig(const std::wstring& userConfig, const std::wstring& installConfig) {
     std::error_code ec;
-    if (fs::exists(fs::path(userConfig) / "talvoapp.ini", ec) || installConfig.empty())
+    // UTF-8 paths: std::filesystem's own wide conversion throws on non-ASCII characters.
+    const fs::path user(TlvUtils::ToUtf8(userConfig));
+    if (fs::exists(user / "talvoapp.ini", ec) || installConfig.empty())
         return;
-    CopyTree(installConfig, userConfig);
+    CopyTree(fs::path(TlvUtils::ToUtf8(installConfig)), user);
 }
 
 } // namespace tlv::environment
