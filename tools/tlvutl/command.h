@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+class CPaperTypeMgr;
+
 namespace tlvtool {
 
 using Args = std::vector<std::string>;
@@ -41,6 +43,9 @@ bool ParseUnitArgument(const std::string& text, int& unit);
 void PrintFolders(std::ostream& out, bool all);
 int RunReg(const Args& args);
 int RunXml(const Args& args);
+int RunPaper(const Args& args);
+// The paper catalogue in its display order, at most limit papers unless limit is negative.
+void PrintPapers(std::ostream& out, const CPaperTypeMgr& mgr, int limit);
 
 } // namespace tlvtool
 

@@ -34,6 +34,10 @@ const std::vector<Command>& Commands() {
          "  xml delete FILE PATH\n  xml validate FILE SCHEMA.xsd\n"
          "  xml transform FILE STYLESHEET [OUT]",
          RunXml},
+        {"paper", "list, find, add and delete papers of the user's paper catalogue",
+         "list [--system metric|imperial]\n  paper find WIDTH HEIGHT in|mm|px\n"
+         "  paper add NAME WIDTH HEIGHT in|mm|px\n  paper delete NAME",
+         RunPaper},
     };
     return commands;
 }
