@@ -306,13 +306,17 @@ protected:
     CString GetPagesetPath();
 
 private:
+    // The pageset's system name: from the user's "locales" entry, else from the measuring
+    // system.
+    CString HelperPagesetSystem();
     const PaperTypeInformation* At(__int64 index) const;
     __int64 NextCustomId() const;
 
     WXmlDoc doc_;
     bool loaded_ = false;
-    CString path_;        // the user's "PaperTypes.xml"
-    CString pagesetPath_; // chosen when loading, used again when saving
+    CString path_;          // the user's "PaperTypes.xml"
+    CString pagesetSystem_; // chosen when loading, used again when saving
+    CString pagesetPath_;
     std::vector<PaperTypeInformation> predefined_;
     std::vector<PaperTypeInformation> custom_;
     std::vector<__int64> order_;

@@ -12,7 +12,6 @@
 namespace {
 
 const wchar_t kFileName[] = L"PaperTypes.xml";
-const int kRootPrefixLength = 11; // "/PageSizes/"
 
 std::mutex g_instanceMutex;
 CPaperTypeMgr* g_instance = nullptr;
@@ -102,27 +101,43 @@ bool CPaperTypeMgr::Initialize() {
         doc_.ReleaseDocument();
         return false;
     }
+    // The XML layer throws only for paths it cannot evaluate; a file that makes it do so is
+    // as unusable as one that does not parse.
+    try {
+        pagesetSystem_ = HelperPagesetSystem();
+        pagesetPath_ = GetPagesetPath();
+        LoadPredefinedPapers();
+        LoadPaperOrder();
+        LoadCustomPapers();
+        LoadMRUList();
+    } catch (...) {
+        predefined_.clear();
+        custom_.clear();
+        order_.clear();
+        mru_.clear();
+        doc_.ReleaseDocument();
+        return false;
+    }
     loaded_ = true;
-    pagesetPath_ = GetPagesetPath();
-    LoadPredefinedPapers();
-    LoadPaperOrder();
-    LoadCustomPapers();
-    LoadMRUList();
     return true;
 }
 
 void CPaperTypeMgr::Uninitialize() {
     if (!loaded_)
         return;
-    SavePredefinedPapers();
-    SaveCustomPapers();
-    SaveMRUList();
-    doc_.Save(path_);
+    // A document the XML layer failed to update halfway is not written over the file.
+    try {
+        SavePredefinedPapers();
+        SaveCustomPapers();
+        SaveMRUList();
+        doc_.Save(path_);
+    } catch (...) {
+    }
     doc_.ReleaseDocument();
     loaded_ = false;
 }
 
-CString CPaperTypeMgr::GetPagesetPath() {
+CString CPaperTypeMgr::HelperPagesetSystem() {
     const GEOID geo = TlvUtl::Win32::GetUserGeoID(GEOCLASS_NATION);
     for (WXmlNode locale : doc_.GetNodes(WXPath(L"/PageSizes/locales/*"))) {
         const TlvUtils::optional<int> id = locale.Attribute(L"@geoid").Get<int>();
@@ -132,13 +147,18 @@ CString CPaperTypeMgr::GetPagesetPath() {
         system.Trim();
         CString literal;
         if (!system.IsEmpty() && Quote(system, literal))
-            return L"/PageSizes/pageset[@system=" + literal + L"]";
+            return system;
     }
     wchar_t measure[8] = L"";
     const bool known =
         TlvUtl::Win32::GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IMEASURE, measure, 8) > 0;
-    return known && CString(measure) == L"1" ? L"/PageSizes/pageset[@system='imperial']"
-                                             : L"/PageSizes/pageset[@system='metric']";
+    return known && CString(measure) == L"1" ? L"imperial" : L"metric";
+}
+
+CString CPaperTypeMgr::GetPagesetPath() {
+    CString literal;
+    Quote(HelperPagesetSystem(), literal);
+    return L"/PageSizes/pageset[@system=" + literal + L"]";
 }
 
 void CPaperTypeMgr::LoadPredefinedPapers() {
@@ -193,8 +213,9 @@ void CPaperTypeMgr::SaveMRUList() {
     if (!root.GetNode(WXPath(pagesetPath_), pageset)) {
         if (mru_.empty())
             return; // no pageset to keep an empty list in: the file stays as it was
-        // Relative to the document element: "pageset[@system='...']".
-        pageset = root.EnsureDescendantExists(WXPath(pagesetPath_.Mid(kRootPrefixLength)));
+        pageset = doc_.CreateNode(L"pageset", nullptr);
+        pageset.Attribute(L"@system").SetString(pagesetSystem_);
+        root.Graft(pageset, -1);
     }
     WXmlNode mru = ReplaceChild(doc_, pageset, L"mru");
     for (__int64 id : mru_) {

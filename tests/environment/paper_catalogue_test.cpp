@@ -48,7 +48,7 @@ const char kSmall[] = R"(<?xml version="1.0" encoding="UTF-8"?>
     <locale>metric</locale>
     <locale geoid="94">  </locale>
     <locale geoid="122">a4only</locale>
-    <locale geoid="45">nosuch</locale>
+    <locale geoid="45">no]such</locale>
   </locales>
   <pageset system="imperial">
     <order><page>1</page><page>3</page><page>x</page></order>
@@ -168,7 +168,7 @@ TEST_F(PaperCatalogueTest, PagesetByLocationThenMeasuringSystem) {
         {84, 1, L"/PageSizes/pageset[@system='imperial']", {1, 3}},
         {GEOID_NOT_AVAILABLE, 1, L"/PageSizes/pageset[@system='imperial']", {1, 3}},
         {122, 1, L"/PageSizes/pageset[@system='a4only']", {21}},
-        {45, 0, L"/PageSizes/pageset[@system='nosuch']", {}},
+        {45, 0, L"/PageSizes/pageset[@system='no]such']", {}},
     };
     for (const Case& k : cases) {
         TlvUtl::ScopedLocaleOverride here(Where(k.geo, k.measure));
@@ -372,7 +372,7 @@ TEST_F(PaperCatalogueTest, AMruListWithoutItsPagesetCreatesIt) {
     c.AddMRUItem(PAPER_A4);
     c.Uninitialize();
     const std::string saved = TempDir::Read(UserFile());
-    EXPECT_NE(saved.find("<pageset system=\"nosuch\">\n    <mru>\n      <page>21</page>"),
+    EXPECT_NE(saved.find("<pageset system=\"no]such\">\n    <mru>\n      <page>21</page>"),
               std::string::npos)
         << saved;
     Catalogue again;
