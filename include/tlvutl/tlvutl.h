@@ -19,6 +19,7 @@
 #include <tlvutl/memory.h>
 #include <tlvutl/messages.h>
 #include <tlvutl/optional.h>
+#include <tlvutl/paper.h>
 #include <tlvutl/profile.h>
 #include <tlvutl/property_store.h>
 #include <tlvutl/regional_format.h>

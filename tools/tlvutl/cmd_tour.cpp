@@ -263,6 +263,31 @@ void TourTimers() {
     ShowTimerTicks(std::cout, 20, 3, 1);
 }
 
+// Reads the user's catalogue without changing it: the tour never shuts the manager down, so
+// nothing is written back.
+void TourPaper() {
+    Heading("Paper catalogue");
+    const CPaperTypeMgr* mgr = CPaperTypeMgr::GetInstance();
+    if (!mgr->IsLoaded()) {
+        std::cout << "PaperTypes.xml:     not readable, the catalogue is empty\n";
+        return;
+    }
+    const TlvUtl::LocaleSettings here = TlvUtl::CurrentLocaleSettings();
+    std::cout << mgr->GetCount() << " papers (" << mgr->GetPredefinedCount()
+              << " predefined); geo id " << here.geoId << ", " << (here.measure ? "U.S." : "metric")
+              << " measure; the first few in order:\n";
+    PrintPapers(std::cout, *mgr, 6);
+    PaperTypeInformation paper;
+    const __int64 index =
+        mgr->FindPredefinedPaperIndex(CPaperTypeMgr::SetCustomPaper(2970000, 2100000, 2), true);
+    if (mgr->GetPaperInfoAt(index, paper))
+        std::cout << "297 x 210 mm, turned: " << U8(paper.name) << "\n";
+    CString name;
+    if (mgr->GetPaperName(CPaperTypeMgr::GetPaperFromDevMode(DMPAPER_B5), name))
+        std::cout << "printer code 13:      " << U8(name) << "\n";
+    std::cout << "... and more: tlvutl paper list\n";
+}
+
 } // namespace
 
 int RunTour(const Args& args) {
@@ -280,6 +305,7 @@ int RunTour(const Args& args) {
     TourXml();
     TourXmp();
     TourTimers();
+    TourPaper();
     return kOk;
 }
 

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+class CPaperTypeMgr;
+
 namespace tlvtool {
 
 using Args = std::vector<std::string>;
@@ -50,6 +52,9 @@ int RunTimer(const Args& args);
 // Runs timers of that interval on this thread until the first has ticked count times,
 // printing each of its ticks with the measured period and jitter.
 void ShowTimerTicks(std::ostream& out, unsigned intervalMs, long count, long timers);
+int RunPaper(const Args& args);
+// The paper catalogue in its display order, at most limit papers unless limit is negative.
+void PrintPapers(std::ostream& out, const CPaperTypeMgr& mgr, int limit);
 
 } // namespace tlvtool
 

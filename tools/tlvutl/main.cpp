@@ -41,6 +41,10 @@ const std::vector<Command>& Commands() {
          RunXmp},
         {"timer", "run timers on the message loop and show their ticks' period and jitter",
          "--interval MS --count N [--timers K]", RunTimer},
+        {"paper", "list, find, add and delete papers of the user's paper catalogue",
+         "list [--system metric|imperial]\n  paper find WIDTH HEIGHT in|mm|px\n"
+         "  paper add NAME WIDTH HEIGHT in|mm|px\n  paper delete NAME",
+         RunPaper},
     };
     return commands;
 }
