@@ -7,7 +7,9 @@
 #define TLVUTL_EXPORT_H
 
 #if defined(_WIN32)
-#if defined(TLVUTL_BUILDING)
+#if defined(TLVUTL_STATIC) /* linked with the library's objects, not through the DLL */
+#define TLVUTL_API
+#elif defined(TLVUTL_BUILDING)
 #define TLVUTL_API __declspec(dllexport)
 #else
 #define TLVUTL_API __declspec(dllimport)

@@ -48,6 +48,7 @@ typedef DWORD GEOCLASS;
 #define ERROR_INVALID_FLAGS 1004
 #endif
 
+#ifndef _WIN32 // the Windows build takes it from the platform's headers
 typedef struct _numberfmtW {
     UINT NumDigits;
     UINT LeadingZero;
@@ -56,6 +57,7 @@ typedef struct _numberfmtW {
     LPWSTR lpThousandSep;
     UINT NegativeOrder; // 0 "(1.1)", 1 "-1.1", 2 "- 1.1", 3 "1.1-", 4 "1.1 -"
 } NUMBERFMTW;
+#endif
 
 namespace TlvUtl {
 

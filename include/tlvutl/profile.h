@@ -22,6 +22,15 @@
 
 namespace TlvUtl::Win32 {
 
+#ifdef _WIN32
+// The Windows build's are the system's own.
+using ::GetPrivateProfileIntW;
+using ::GetPrivateProfileSectionNamesW;
+using ::GetPrivateProfileSectionW;
+using ::GetPrivateProfileStringW;
+using ::WritePrivateProfileSectionW;
+using ::WritePrivateProfileStringW;
+#else
 // app null: section names; key null: the section's key names; otherwise the key's value or
 // the default (trailing blanks removed; null is empty). Returns characters written without
 // the final NUL.
@@ -40,6 +49,7 @@ TLVUTL_API BOOL WritePrivateProfileStringW(LPCWSTR app, LPCWSTR key, LPCWSTR val
 // Replaces the section's lines by the NUL-separated, double-NUL-ended list (null deletes
 // the section).
 TLVUTL_API BOOL WritePrivateProfileSectionW(LPCWSTR app, LPCWSTR lines, LPCWSTR file);
+#endif
 
 } // namespace TlvUtl::Win32
 

@@ -22,14 +22,19 @@
 #include <utility>
 #include <vector>
 
-#ifndef _WIN32 // the Windows build takes these from the platform's headers
+// The platform's own definitions win where its COM headers came first (the same layout).
+#ifndef PROPERTYKEY_DEFINED
+#define PROPERTYKEY_DEFINED
 typedef struct _tagpropertykey {
     GUID fmtid;
     DWORD pid;
 } PROPERTYKEY;
+#endif
+#ifndef REFPROPERTYKEY
 #define REFPROPERTYKEY const PROPERTYKEY&
 #endif
 
+#ifndef IsEqualPropertyKey // the platform's headers may have it as a macro already
 inline bool IsEqualPropertyKey(REFPROPERTYKEY a, REFPROPERTYKEY b) {
     if (a.pid != b.pid || a.fmtid.Data1 != b.fmtid.Data1 || a.fmtid.Data2 != b.fmtid.Data2 ||
         a.fmtid.Data3 != b.fmtid.Data3)
@@ -39,6 +44,7 @@ inline bool IsEqualPropertyKey(REFPROPERTYKEY a, REFPROPERTYKEY b) {
             return false;
     return true;
 }
+#endif
 
 // The keys the metadata writers read, with their canonical names.
 // System.Title, System.Author (string vector), System.Keywords (string vector), System.Comment.
@@ -62,7 +68,7 @@ inline constexpr PROPERTYKEY PKEY_DateCreated = {
     {0xB725F130, 0x47EF, 0x101A, {0xA5, 0xF1, 0x02, 0x60, 0x8C, 0x9E, 0xEB, 0xAC}}, 15};
 
 // The value kinds, with the platform's VARTYPE numbers.
-#ifndef _WIN32
+#ifndef __wtypes_h__
 typedef uint16_t VARTYPE;
 enum : VARTYPE {
     VT_EMPTY = 0,

@@ -152,6 +152,19 @@
 
 namespace TlvUtl {
 
+#ifdef _WIN32
+// The Windows build's registry functions are the system's own.
+using ::RegCloseKey;
+using ::RegCreateKeyExW;
+using ::RegDeleteKeyW;
+using ::RegDeleteValueW;
+using ::RegEnumKeyExW;
+using ::RegEnumValueW;
+using ::RegOpenKeyExW;
+using ::RegQueryInfoKeyW;
+using ::RegQueryValueExW;
+using ::RegSetValueExW;
+#else
 // The Win32 registry functions, same arguments and statuses. Predefined root handles need no
 // opening and closing them does nothing.
 TLVUTL_API LONG RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD ulOptions, REGSAM samDesired,
@@ -181,6 +194,7 @@ TLVUTL_API LONG RegQueryInfoKeyW(HKEY hKey, LPWSTR lpClass, LPDWORD lpcchClass, 
 TLVUTL_API LONG RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey);
 TLVUTL_API LONG RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName);
 TLVUTL_API LONG RegCloseKey(HKEY hKey);
+#endif
 
 // The predefined roots by name. Full names ("HKEY_CURRENT_USER") always match; with
 // abbreviations, the short forms of the command line ("HKCU", "HKLM", "HKCR", "HKU", "HKCC",
@@ -194,7 +208,11 @@ TLVUTL_API const wchar_t* RegistryRootName(HKEY root);
 // value and leaves other percent signs as they are. Returns the characters needed including
 // the terminating NUL; when that exceeds nSize the buffer holds as much as fits, terminated.
 // 0 for a null source.
+#ifdef _WIN32
+using ::ExpandEnvironmentStringsW;
+#else
 TLVUTL_API DWORD ExpandEnvironmentStringsW(LPCWSTR lpSrc, LPWSTR lpDst, DWORD nSize);
+#endif
 
 // The folder of the store (ending in '/'). SetRegistryDirectory points the store elsewhere
 // for the rest of the process (an empty folder restores the default); handles opened before

@@ -201,7 +201,7 @@ template <> TLVUTL_API TlvUtils::optional<CRect> WXmlValueAccessor::Get<CRect>()
 
 class TLVUTL_API WXmlNodeList {
 public:
-    class const_iterator {
+    class TLVUTL_API const_iterator {
     public:
         using iterator_category = std::forward_iterator_tag;
         using value_type = WXmlNode;

@@ -2,11 +2,26 @@
 
 #include <cstdint>
 #include <cwctype>
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <locale.h>
+#endif
 
 namespace tlv::core {
 namespace {
 
+#ifdef _WIN32
+// The system's invariant simple case mapping, the one its registry and files compare by.
+wchar_t MapCase(wchar_t c, DWORD how) {
+    wchar_t out = c;
+    if (c >= 0xD800 && c <= 0xDFFF)
+        return c;
+    return ::LCMapStringEx(LOCALE_NAME_INVARIANT, how, &c, 1, &out, 1, nullptr, nullptr, 0) == 1
+               ? out
+               : c;
+}
+#else
 // The C.UTF-8 locale's case tables, independent of the process's current locale. Read once.
 locale_t Invariant() {
     static const locale_t loc = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
@@ -23,8 +38,23 @@ wchar_t Within(wint_t mapped, wchar_t c) {
     return static_cast<std::uint32_t>(mapped) <= 0xFFFF ? static_cast<wchar_t>(mapped) : c;
 }
 
+#endif
+
 } // namespace
 
+#ifdef _WIN32
+wchar_t FoldUpper(wchar_t c) {
+    if (c < 0x80)
+        return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
+    return MapCase(c, LCMAP_UPPERCASE);
+}
+
+wchar_t FoldLower(wchar_t c) {
+    if (c < 0x80)
+        return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+    return MapCase(c, LCMAP_LOWERCASE);
+}
+#else
 wchar_t FoldUpper(wchar_t c) {
     if (c < 0x80)
         return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
@@ -42,6 +72,7 @@ wchar_t FoldLower(wchar_t c) {
         return c;
     return Within(towlower_l(static_cast<wint_t>(c), loc), c);
 }
+#endif
 
 std::wstring FoldUpper(std::wstring_view text) {
     std::wstring out(text);

@@ -120,8 +120,9 @@ std::wstring FromUtf8(std::string_view bytes) {
 std::string ToWtf8(std::wstring_view text) {
     std::string out;
     out.reserve(text.size());
-    for (wchar_t c : text)
-        AppendUtf8(out, static_cast<char32_t>(c), true);
+    // Where wchar_t is 16-bit a valid pair is one character; only a lone surrogate keeps
+    // its own three bytes.
+    ForEachCodePoint(text, [&](char32_t c) { AppendUtf8(out, c, true); });
     return out;
 }
 

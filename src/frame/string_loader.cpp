@@ -94,5 +94,5 @@ HMODULE UTLGetResourceModuleHandle(const wchar_t* name) {
 int UTLFreeResourceDLL(HMODULE module) {
     if (!module)
         return 0;
-    return tlv::platform::FreeModule(module) ? 1 : 0;
+    return tlv::platform::UnloadModule(module) ? 1 : 0;
 }

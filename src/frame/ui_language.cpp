@@ -86,7 +86,7 @@ HMODULE IGLB_UILanguage::LoadResourceModule(AFX_EXTENSION_MODULE& module, const 
 
 void IGLB_UILanguage::FreeResourceModule(AFX_EXTENSION_MODULE& module) {
     if (module.hResource && module.hResource != module.hModule) {
-        tlv::platform::FreeModule(module.hResource);
+        tlv::platform::UnloadModule(module.hResource);
         module.hResource = module.hModule;
     }
 }

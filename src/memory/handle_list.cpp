@@ -58,8 +58,10 @@ inline void Store(unsigned char* p, uint32_t v) {
 // less than the scalar steps it would take to reach an alignment boundary, and the table
 // behind an odd header size would never reach one anyway.
 // clang gives the load-time resolvers of such clones default visibility, which would export
-// private functions; only GCC builds get the variants.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
+// private functions; only GCC builds get the variants, and only for ELF targets (the
+// resolvers are ifuncs, which PE has not).
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) &&                             \
+    !defined(__SANITIZE_ADDRESS__) && !defined(_WIN32)
 #define TLVUTL_WIDE_VECTORS __attribute__((target_clones("avx512f", "avx2", "default")))
 #else
 #define TLVUTL_WIDE_VECTORS

@@ -6,7 +6,8 @@
 // accented or CJK name into an exception or a wrong file under LANG=C. A Windows backend
 // passes the same strings to the wide Win32 calls.
 //
-// Failures are std::error_code values in the generic (errno) category. Win32Error() maps
+// Failures are std::error_code values: errno values on POSIX, Win32 codes in the system
+// category on Windows. Win32Error() maps
 // one to the Win32 code the public functions leave in the last error, Describe() to the few
 // words a user reads ("no such folder", "permission denied").
 //
@@ -26,10 +27,16 @@ namespace tlv::platform {
 
 // ---- Paths -------------------------------------------------------------------------------
 
-// The separator of this platform's paths.
+// The separator of this platform's paths. The Windows backend also accepts '/' wherever a
+// path is read.
+#ifdef _WIN32
+inline constexpr wchar_t kPathSeparator = L'\\';
+#else
 inline constexpr wchar_t kPathSeparator = L'/';
+#endif
 
-// The bytes the operating system is given for a path (UTF-8 here).
+// A path's UTF-8 bytes: what the POSIX kernel is given, and what libraries that take narrow
+// file names (libxml2 widens them again on Windows) are given.
 std::string NativePath(std::wstring_view path);
 // A path as the operating system returned it, widened.
 std::wstring WidePath(std::string_view native);
@@ -127,7 +134,7 @@ public:
     File& operator=(const File&) = delete;
 
     std::error_code Open(std::wstring_view path, Mode mode);
-    bool IsOpen() const { return fd_ >= 0; }
+    bool IsOpen() const { return fd_ != kNoFile; }
     // Reads up to size bytes; read is how many came (0 at the end).
     std::error_code Read(void* buffer, std::size_t size, std::size_t& read);
     // Writes all the bytes or fails.
@@ -139,7 +146,14 @@ public:
     std::error_code Close();
 
 private:
-    int fd_ = -1;
+#ifdef _WIN32
+    using Descriptor = void*; // a HANDLE
+    static constexpr Descriptor kNoFile = nullptr;
+#else
+    using Descriptor = int;
+    static constexpr Descriptor kNoFile = -1;
+#endif
+    Descriptor fd_ = kNoFile;
 };
 
 // ---- Locks between processes -------------------------------------------------------------
@@ -155,11 +169,25 @@ public:
     ~PathLock();
     PathLock(const PathLock&) = delete;
     PathLock& operator=(const PathLock&) = delete;
-    bool Locked() const { return fd_ >= 0; }
-    const std::error_code& Error() const { return error_; }
+#ifdef _WIN32
+    bool Locked() const {
+        return handle_ != nullptr;
+    }
+#else
+    bool Locked() const {
+        return fd_ >= 0;
+    }
+#endif
+    const std::error_code& Error() const {
+        return error_;
+    }
 
 private:
+#ifdef _WIN32
+    void* handle_ = nullptr; // the lock file, open without sharing
+#else
     int fd_ = -1;
+#endif
     std::error_code error_;
 };
 

@@ -16,7 +16,7 @@ namespace tlv::platform {
 std::wstring PlatformModuleName(const std::wstring& name);
 HMODULE LoadModule(const std::wstring& pathOrName);
 // True when the module was released.
-bool FreeModule(HMODULE module);
+bool UnloadModule(HMODULE module);
 // The handle of a module already loaded in the process, or null.
 HMODULE FindLoadedModule(const std::wstring& pathOrName);
 HMODULE MainModule();

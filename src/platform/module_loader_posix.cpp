@@ -58,7 +58,7 @@ HMODULE LoadModule(const std::wstring& pathOrName) {
     return dlopen(Narrow(PlatformModuleName(pathOrName)).c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
-bool FreeModule(HMODULE module) {
+bool UnloadModule(HMODULE module) {
     return module && dlclose(module) == 0;
 }
 

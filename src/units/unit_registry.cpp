@@ -92,7 +92,7 @@ const CRuntimeClass* DisplayClassOf(DisplayClass cls) {
     return RUNTIME_CLASS(WUnitCollection);
 }
 
-[[noreturn]] void Unknown(const char* what, int id) {
+[[noreturn]] void UnknownUnit(const char* what, int id) {
     throw std::invalid_argument(std::string("unknown unit ") + what + " " + std::to_string(id));
 }
 
@@ -135,7 +135,7 @@ __int64 WUnit::FindUnit(int id, const std::vector<UnitMap>& index) {
 WUntiDef& WUnit::Definition(int id) {
     const __int64 at = FindUnit(id, m_definitionIndex);
     if (at < 0)
-        Unknown("definition", id);
+        UnknownUnit("definition", id);
     return *m_definitions[static_cast<std::size_t>(at)];
 }
 
@@ -153,7 +153,7 @@ WUnitCollection& WUnit::GetDisplay(int unit) {
             return *d;
     const __int64 at = FindUnit(unit, m_displayIndex);
     if (at < 0)
-        Unknown("display", unit);
+        UnknownUnit("display", unit);
     return *m_displays[static_cast<std::size_t>(at)];
 }
 

@@ -89,7 +89,7 @@ TEST(Chaining, InitModuleTwiceChainsOnceAndRecordsAnswer) {
     AFX_EXTENSION_MODULE other{};
     int tag = 0;
     EXPECT_EQ(UTLIsDLLChained(other), 0); // null handle
-    ASSERT_TRUE(AfxInitExtensionModule(&other, &tag));
+    ASSERT_TRUE(AfxInitExtensionModule(&other, reinterpret_cast<HMODULE>(&tag)));
     EXPECT_EQ(UTLIsDLLChained(other), 0);
     const std::size_t before = CDynLinkLibrary::Chain().size();
     UTLInitExtensionDll(other);

@@ -6,15 +6,13 @@
 
 namespace {
 
-using TlvUtl::Win32::GetLastError;
-using TlvUtl::Win32::GetNumberFormatW;
-
 std::wstring Fmt(const wchar_t* value, UINT digits, UINT grouping = 3, UINT negative = 1,
                  UINT lz = 1, const wchar_t* dec = L".", const wchar_t* thou = L",") {
     NUMBERFMTW f{digits, lz, grouping, const_cast<LPWSTR>(dec), const_cast<LPWSTR>(thou), negative};
     wchar_t out[256];
-    const int n = GetNumberFormatW(LOCALE_USER_DEFAULT, 0, value, &f, out, 256);
-    return n ? std::wstring(out) : L"<fail " + std::to_wstring(GetLastError()) + L">";
+    const int n = TlvUtl::Win32::GetNumberFormatW(LOCALE_USER_DEFAULT, 0, value, &f, out, 256);
+    return n ? std::wstring(out)
+             : L"<fail " + std::to_wstring(TlvUtl::Win32::GetLastError()) + L">";
 }
 
 TEST(NumberFormat, RoundsHalfAwayFromZeroOnTheDigits) {
@@ -69,7 +67,7 @@ TEST(NumberFormat, TextThatIsNotANumberFails) {
         EXPECT_EQ(Fmt(bad, 0), L"<fail 87>") << bad;
     NUMBERFMTW f{2, 1, 3, nullptr, const_cast<LPWSTR>(L","), 1};
     wchar_t out[32];
-    EXPECT_EQ(GetNumberFormatW(0, 0, L"1", &f, out, 32), 0);
+    EXPECT_EQ(TlvUtl::Win32::GetNumberFormatW(0, 0, L"1", &f, out, 32), 0);
     EXPECT_EQ(Fmt(L"1", 2, 3, 5), L"<fail 87>");
     EXPECT_EQ(Fmt(L"1", 2, 3, 1, 2), L"<fail 87>");
     EXPECT_EQ(Fmt(L"1", 100), L"<fail 87>");
@@ -78,14 +76,14 @@ TEST(NumberFormat, TextThatIsNotANumberFails) {
 TEST(NumberFormat, CapacityRules) {
     NUMBERFMTW f{2, 1, 3, const_cast<LPWSTR>(L"."), const_cast<LPWSTR>(L","), 1};
     wchar_t out[16] = L"untouched";
-    EXPECT_EQ(GetNumberFormatW(0, 0, L"1234", &f, nullptr, 0), 9);
-    EXPECT_EQ(GetNumberFormatW(0, 0, L"1234", &f, out, 8), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(TlvUtl::Win32::GetNumberFormatW(0, 0, L"1234", &f, nullptr, 0), 9);
+    EXPECT_EQ(TlvUtl::Win32::GetNumberFormatW(0, 0, L"1234", &f, out, 8), 0);
+    EXPECT_EQ(TlvUtl::Win32::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_STREQ(out, L"untouched");
-    EXPECT_EQ(GetNumberFormatW(0, 0, L"1234", &f, out, 9), 9);
+    EXPECT_EQ(TlvUtl::Win32::GetNumberFormatW(0, 0, L"1234", &f, out, 9), 9);
     EXPECT_STREQ(out, L"1,234.00");
-    EXPECT_EQ(GetNumberFormatW(0, 0, nullptr, &f, out, 9), 0);
-    EXPECT_EQ(GetNumberFormatW(0, 1, L"1", &f, out, 9), 0); // flags with a record
+    EXPECT_EQ(TlvUtl::Win32::GetNumberFormatW(0, 0, nullptr, &f, out, 9), 0);
+    EXPECT_EQ(TlvUtl::Win32::GetNumberFormatW(0, 1, L"1", &f, out, 9), 0); // flags with a record
 }
 
 TEST(NumberFormat, LocaleStringGroupingWithoutARecord) {
@@ -95,19 +93,19 @@ TEST(NumberFormat, LocaleStringGroupingWithoutARecord) {
     o.grouping = L"3;2;0";
     {
         TlvUtl::ScopedLocaleOverride scope(o);
-        ASSERT_GT(GetNumberFormatW(0, 0, L"1234567890.125", nullptr, out, 64), 0);
+        ASSERT_GT(TlvUtl::Win32::GetNumberFormatW(0, 0, L"1234567890.125", nullptr, out, 64), 0);
         EXPECT_STREQ(out, L"1,23,45,67,890.13");
     }
     o.grouping = L"3";
     {
         TlvUtl::ScopedLocaleOverride scope(o);
-        ASSERT_GT(GetNumberFormatW(0, 0, L"1234567", nullptr, out, 64), 0);
+        ASSERT_GT(TlvUtl::Win32::GetNumberFormatW(0, 0, L"1234567", nullptr, out, 64), 0);
         EXPECT_STREQ(out, L"1234,567.00");
     }
     o.grouping = L"3;0";
     {
         TlvUtl::ScopedLocaleOverride scope(o);
-        ASSERT_GT(GetNumberFormatW(0, 0, L"-1234567", nullptr, out, 64), 0);
+        ASSERT_GT(TlvUtl::Win32::GetNumberFormatW(0, 0, L"-1234567", nullptr, out, 64), 0);
         EXPECT_STREQ(out, L"-1,234,567.00");
     }
 }

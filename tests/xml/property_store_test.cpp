@@ -11,9 +11,9 @@ namespace {
 std::string Text(const PROPERTYKEY& k) {
     char s[64];
     std::snprintf(s, sizeof s, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X} %u",
-                  k.fmtid.Data1, k.fmtid.Data2, k.fmtid.Data3, k.fmtid.Data4[0], k.fmtid.Data4[1],
-                  k.fmtid.Data4[2], k.fmtid.Data4[3], k.fmtid.Data4[4], k.fmtid.Data4[5],
-                  k.fmtid.Data4[6], k.fmtid.Data4[7], k.pid);
+                  static_cast<unsigned>(k.fmtid.Data1), k.fmtid.Data2, k.fmtid.Data3,
+                  k.fmtid.Data4[0], k.fmtid.Data4[1], k.fmtid.Data4[2], k.fmtid.Data4[3],
+                  k.fmtid.Data4[4], k.fmtid.Data4[5], k.fmtid.Data4[6], k.fmtid.Data4[7], k.pid);
     return s;
 }
 
