@@ -13,7 +13,8 @@ std::string Text(const PROPERTYKEY& k) {
     std::snprintf(s, sizeof s, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X} %u",
                   static_cast<unsigned>(k.fmtid.Data1), k.fmtid.Data2, k.fmtid.Data3,
                   k.fmtid.Data4[0], k.fmtid.Data4[1], k.fmtid.Data4[2], k.fmtid.Data4[3],
-                  k.fmtid.Data4[4], k.fmtid.Data4[5], k.fmtid.Data4[6], k.fmtid.Data4[7], k.pid);
+                  k.fmtid.Data4[4], k.fmtid.Data4[5], k.fmtid.Data4[6], k.fmtid.Data4[7],
+                  static_cast<unsigned>(k.pid));
     return s;
 }
 

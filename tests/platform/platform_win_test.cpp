@@ -1,0 +1,362 @@
+// The Windows backend of the platform layer on the system's own services: drive-letter and
+// UNC paths, wide file names, Win32 error codes, the lock, shell links, the resource DLL's
+// string table, byte-exact registry values, the message-only window's timers, the locale.
+#include "platform/console.h"
+#include "platform/file_system.h"
+#include "platform/message_loop.h"
+#include "platform/module_loader.h"
+#include "platform/registry_raw.h"
+#include "platform/special_folders.h"
+#include "platform/user_locale.h"
+
+#include <tlvutl/encoding.h>
+#include <tlvutl/profile.h>
+#include <tlvutl/registry.h>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace fs = tlv::platform;
+using namespace std::chrono_literals;
+
+namespace {
+
+// A fresh folder below the temporary folder, named with accents, Cyrillic and CJK, removed
+// with everything in it at the end.
+class ScratchFolder {
+public:
+    ScratchFolder() {
+        wchar_t temp[MAX_PATH + 1];
+        const DWORD n = ::GetTempPathW(MAX_PATH + 1, temp);
+        path_ = fs::JoinPath(std::wstring(temp, n), L"tlvutl José Документы 文档 " +
+                                                        std::to_wstring(::GetCurrentProcessId()) +
+                                                        L"-" + std::to_wstring(++counter_));
+        const std::error_code ec = fs::CreateDirectories(path_);
+        EXPECT_FALSE(ec) << ec.value() << " " << TlvUtils::ToUtf8(path_);
+    }
+    ~ScratchFolder() { RemoveTree(path_); }
+    const std::wstring& Path() const { return path_; }
+    std::wstring operator/(const std::wstring& name) const { return fs::JoinPath(path_, name); }
+
+private:
+    static void RemoveTree(const std::wstring& folder) {
+        std::vector<fs::DirEntry> entries;
+        fs::ListDirectory(folder, entries);
+        for (const fs::DirEntry& e : entries) {
+            const std::wstring p = fs::JoinPath(folder, e.name);
+            if (e.kind == fs::FileKind::kDirectory)
+                RemoveTree(p);
+            else
+                fs::Remove(p);
+        }
+        fs::Remove(folder);
+    }
+    static inline int counter_ = 0;
+    std::wstring path_;
+};
+
+} // namespace
+
+TEST(WinPaths, DriveLettersUncAndBothSeparators) {
+    EXPECT_EQ(fs::JoinPath(L"C:\\a\\b", L"..\\c"), L"C:\\a\\c");
+    EXPECT_EQ(fs::JoinPath(L"C:/a/b", L"c/./d/"), L"C:\\a\\b\\c\\d");
+    EXPECT_EQ(fs::JoinPath(L"C:\\a", L"D:\\x"), L"D:\\x");    // an absolute sub stands alone
+    EXPECT_EQ(fs::JoinPath(L"C:\\", L"..\\..\\x"), L"C:\\x"); // ".." stops at the drive
+    EXPECT_EQ(fs::JoinPath(L"\\\\srv\\share", L"..\\x"), L"\\\\srv\\share\\x");
+    EXPECT_EQ(fs::JoinPath(L"a", L"..\\..\\b"), L"..\\b"); // relative: a leading ".." stays
+    EXPECT_EQ(fs::ParentPath(L"C:\\a\\b.txt"), L"C:\\a");
+    EXPECT_EQ(fs::ParentPath(L"C:\\a"), L"C:\\");
+    EXPECT_EQ(fs::ParentPath(L"C:\\"), L"C:\\");
+    EXPECT_EQ(fs::ParentPath(L"\\\\srv\\share\\x"), L"\\\\srv\\share");
+    EXPECT_EQ(fs::ParentPath(L"name"), L".");
+    EXPECT_EQ(fs::FileName(L"C:\\a/b.txt"), L"b.txt");
+    EXPECT_EQ(fs::FileName(L"C:\\a\\dir\\"), L"dir");
+}
+
+TEST(WinFiles, WideNamesRoundTripThroughTheSystem) {
+    ScratchFolder dir;
+    const std::wstring file = dir / L"Données Профиль 用户.ini";
+    const std::string bytes("\xEF\xBB\xBFline\r\n\0tail", 15);
+    ASSERT_FALSE(fs::WriteFileAtomically(file, bytes));
+    std::string back;
+    ASSERT_FALSE(fs::ReadWholeFile(file, back));
+    EXPECT_EQ(back, bytes);
+    fs::FileInfo info;
+    ASSERT_FALSE(fs::Stat(file, info));
+    EXPECT_EQ(info.kind, fs::FileKind::kFile);
+    EXPECT_EQ(info.size, 15);
+    // Replacing keeps one file: no temporary sibling is left behind.
+    ASSERT_FALSE(fs::WriteFileAtomically(file, "new"));
+    std::vector<fs::DirEntry> entries;
+    ASSERT_FALSE(fs::ListDirectory(dir.Path(), entries));
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].name, L"Données Профиль 用户.ini");
+    EXPECT_EQ(entries[0].kind, fs::FileKind::kFile);
+    ASSERT_FALSE(fs::Rename(file, dir / L"文档.txt"));
+    EXPECT_FALSE(fs::Exists(file));
+    EXPECT_TRUE(fs::IsRegularFile(dir / L"文档.txt"));
+    EXPECT_FALSE(fs::Remove(dir / L"文档.txt"));
+    EXPECT_FALSE(fs::Remove(dir / L"文档.txt")); // a missing file counts as removed
+}
+
+TEST(WinFiles, ErrorsAreWin32CodesAndSayWhatIsMissing) {
+    ScratchFolder dir;
+    std::string bytes;
+    const std::wstring missingFile = dir / L"nothing.txt";
+    std::error_code ec = fs::ReadWholeFile(missingFile, bytes);
+    ASSERT_TRUE(ec);
+    EXPECT_EQ(ec.category(), std::system_category());
+    EXPECT_EQ(fs::Win32Error(ec, missingFile), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(fs::Describe(ec, missingFile), "no such file");
+
+    const std::wstring inMissingFolder = dir / L"nowhere\\nothing.txt";
+    ec = fs::ReadWholeFile(inMissingFolder, bytes);
+    ASSERT_TRUE(ec);
+    EXPECT_EQ(fs::Win32Error(ec, inMissingFolder), DWORD{ERROR_PATH_NOT_FOUND});
+    EXPECT_EQ(fs::Describe(ec, inMissingFolder), "no such folder");
+
+    ASSERT_FALSE(fs::WriteFileAtomically(dir / L"taken", "x"));
+    fs::File f;
+    ec = f.Open(dir / L"taken", fs::File::Mode::kCreateNew);
+    EXPECT_EQ(fs::Win32Error(ec), DWORD{ERROR_FILE_EXISTS});
+    EXPECT_EQ(fs::Describe(ec), "already exists");
+    // A file in the way of a folder.
+    EXPECT_TRUE(fs::CreateDirectories(dir / L"taken\\sub"));
+    // Errors the library makes from std::errc map too.
+    EXPECT_EQ(fs::Win32Error(std::make_error_code(std::errc::permission_denied)),
+              DWORD{ERROR_ACCESS_DENIED});
+}
+
+TEST(WinFiles, CopyTreeMakesCopiesWritable) {
+    ScratchFolder dir;
+    ASSERT_FALSE(fs::CreateDirectories(dir / L"from\\Ünter\\深"));
+    ASSERT_FALSE(fs::WriteFileAtomically(dir / L"from\\Ünter\\深\\a.txt", "alpha"));
+    ASSERT_FALSE(fs::WriteFileAtomically(dir / L"from\\locked.txt", "beta"));
+    ASSERT_FALSE(fs::SetPermissions(dir / L"from\\locked.txt", 0444));
+    fs::FileInfo info;
+    ASSERT_FALSE(fs::Stat(dir / L"from\\locked.txt", info));
+    EXPECT_EQ(info.mode & 0222, 0u);
+    ASSERT_FALSE(fs::CopyTree(dir / L"from", dir / L"to"));
+    std::string text;
+    ASSERT_FALSE(fs::ReadWholeFile(dir / L"to\\Ünter\\深\\a.txt", text));
+    EXPECT_EQ(text, "alpha");
+    ASSERT_FALSE(fs::Stat(dir / L"to\\locked.txt", info));
+    EXPECT_NE(info.mode & 0200, 0u);
+    fs::SetPermissions(dir / L"from\\locked.txt", 0666); // so the scratch folder goes
+}
+
+TEST(WinFiles, PathLockExcludesAnotherHolderUntilReleased) {
+    ScratchFolder dir;
+    const std::wstring file = dir / L"settings.ini";
+    std::atomic<int> stage{0};
+    std::thread other;
+    {
+        fs::PathLock first(file);
+        ASSERT_TRUE(first.Locked());
+        other = std::thread([&] {
+            stage = 1;
+            fs::PathLock second(file);
+            stage = second.Locked() ? 2 : 3;
+        });
+        while (stage.load() == 0)
+            std::this_thread::yield();
+        std::this_thread::sleep_for(100ms);
+        EXPECT_EQ(stage.load(), 1) << "the lock was taken while it was held";
+    }
+    other.join();
+    EXPECT_EQ(stage.load(), 2);
+    fs::PathLock missing(dir / L"nowhere\\x.ini");
+    EXPECT_FALSE(missing.Locked());
+    EXPECT_EQ(fs::Win32Error(missing.Error()), DWORD{ERROR_PATH_NOT_FOUND});
+}
+
+TEST(WinFiles, FolderLinkIsAShellLinkFile) {
+    ScratchFolder dir;
+    ASSERT_FALSE(fs::CreateDirectories(dir / L"Samples"));
+    const std::wstring link = dir / L"Talvo Примеры";
+    ASSERT_FALSE(fs::CreateFolderLink(dir / L"Samples", link));
+    EXPECT_TRUE(fs::IsRegularFile(link + L".lnk"));
+    std::string bytes;
+    ASSERT_FALSE(fs::ReadWholeFile(link + L".lnk", bytes));
+    ASSERT_GE(bytes.size(), 20u);
+    EXPECT_EQ(bytes.substr(0, 4), std::string("\x4C\0\0\0", 4)); // the shell link header size
+    EXPECT_EQ(fs::Win32Error(fs::CreateFolderLink(dir / L"Samples", link)),
+              DWORD{ERROR_FILE_EXISTS});
+}
+
+TEST(WinEncoding, SurrogatePairsAreOneCharacterInUtf8) {
+    const std::wstring grin = L"a\xD83D\xDE00z"; // U+1F600 as a UTF-16 pair
+    EXPECT_EQ(TlvUtils::ToUtf8(grin), "a\xF0\x9F\x98\x80z");
+    EXPECT_EQ(TlvUtils::ToWtf8(grin), "a\xF0\x9F\x98\x80z");
+    EXPECT_EQ(TlvUtils::FromUtf8("a\xF0\x9F\x98\x80z"), grin);
+    // A lone surrogate survives WTF-8 and becomes U+FFFD in UTF-8.
+    const std::wstring lone = L"x\xD800y";
+    EXPECT_EQ(TlvUtils::ToWtf8(lone), "x\xED\xA0\x80y");
+    EXPECT_EQ(TlvUtils::FromWtf8(TlvUtils::ToWtf8(lone)), lone);
+    EXPECT_EQ(TlvUtils::ToUtf8(lone), "x\xEF\xBF\xBDy");
+    EXPECT_EQ(TlvUtils::ToUtf16LE(grin), std::string("a\0\x3D\xD8\x00\xDEz\0", 8));
+}
+
+TEST(WinModules, ResourceDllStringsThroughLoadString) {
+    const std::wstring root = fs::GetEnvironment("TLV_RESOURCE_DIR");
+    ASSERT_FALSE(root.empty());
+    HMODULE m = fs::LoadModule(fs::JoinPath(root, L"en\\tlvutlintl.dll"));
+    ASSERT_NE(m, nullptr);
+    wchar_t buffer[64];
+    EXPECT_EQ(fs::LoadModuleString(m, 24016, buffer, 64), 6);
+    EXPECT_STREQ(buffer, L"inches");
+    EXPECT_EQ(fs::LoadModuleString(m, 24016, buffer, 3), 2); // cut, terminated
+    EXPECT_STREQ(buffer, L"in");
+    EXPECT_EQ(fs::LoadModuleString(m, 24016, buffer, 0), 0);
+    EXPECT_EQ(fs::LoadModuleString(m, 1, buffer, 64), 0); // no such string
+    EXPECT_STREQ(buffer, L"");
+    EXPECT_TRUE(fs::ModuleHasString(m, 24175));
+    EXPECT_FALSE(fs::ModuleHasString(m, 1));
+    EXPECT_TRUE(fs::UnloadModule(m));
+    EXPECT_EQ(fs::LoadModule(fs::JoinPath(root, L"xx\\tlvutlintl.dll")), nullptr);
+    EXPECT_EQ(fs::LibraryDirectory().back(), L'\\');
+    const std::wstring exe = fs::ExecutableName();
+    EXPECT_EQ(exe.substr(exe.size() - 4), L".exe");
+}
+
+TEST(WinRegistry, BytesAndCountsAreTheSystemsOwn) {
+    const std::wstring sub = L"Software\\TlvUtl Tests\\" + std::to_wstring(::GetCurrentProcessId());
+    HKEY key = nullptr;
+    ASSERT_EQ(TlvUtl::RegCreateKeyExW(HKEY_CURRENT_USER, sub.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                                      nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    // "abc" with its NUL is 8 bytes: wchar_t is two bytes here, as the store keeps them.
+    const wchar_t abc[] = L"abc";
+    ASSERT_EQ(fs::RegSetValueRaw(key, L"Текст \xD83D\xDE00", REG_SZ,
+                                 reinterpret_cast<const BYTE*>(abc), sizeof abc),
+              ERROR_SUCCESS);
+    DWORD type = 0, size = 0;
+    ASSERT_EQ(fs::RegQueryValueRaw(key, L"Текст \xD83D\xDE00", &type, nullptr, &size),
+              ERROR_SUCCESS);
+    EXPECT_EQ(type, DWORD{REG_SZ});
+    EXPECT_EQ(size, 8u);
+    BYTE small[4];
+    size = sizeof small;
+    EXPECT_EQ(fs::RegQueryValueRaw(key, L"Текст \xD83D\xDE00", &type, small, &size),
+              ERROR_MORE_DATA);
+    EXPECT_EQ(size, 8u);
+    std::wstring name;
+    std::string data;
+    ASSERT_EQ(fs::RegEnumValueBytes(key, 0, name, type, data), ERROR_SUCCESS);
+    EXPECT_EQ(name, L"Текст \xD83D\xDE00");
+    EXPECT_EQ(data, std::string("a\0b\0c\0\0\0", 8));
+    EXPECT_EQ(fs::RegEnumValueBytes(key, 1, name, type, data), ERROR_NO_MORE_ITEMS);
+    TlvUtl::RegCloseKey(key);
+
+    // A batch of changes, then the tree removed by one change.
+    tlv::platform::RegPath path;
+    ASSERT_EQ(fs::SplitRegistryPath((sub + L"\\Batch\\Deep").c_str(), path), ERROR_SUCCESS);
+    fs::RegChange set;
+    set.kind = fs::RegChange::Kind::SetValue;
+    set.path = path;
+    set.name = L"n";
+    set.type = REG_DWORD;
+    set.data = std::string("\x2A\0\0\0", 4);
+    ASSERT_EQ(fs::RegApplyChanges(HKEY_CURRENT_USER, {set}), ERROR_SUCCESS);
+    DWORD value = 0, valueSize = sizeof value;
+    EXPECT_EQ(::RegGetValueW(HKEY_CURRENT_USER, (sub + L"\\Batch\\Deep").c_str(), L"n",
+                             RRF_RT_REG_DWORD, nullptr, &value, &valueSize),
+              ERROR_SUCCESS);
+    EXPECT_EQ(value, 42u);
+    fs::RegChange drop;
+    drop.kind = fs::RegChange::Kind::DeleteTree;
+    ASSERT_EQ(fs::SplitRegistryPath(sub.c_str(), drop.path), ERROR_SUCCESS);
+    ASSERT_EQ(fs::RegApplyChanges(HKEY_CURRENT_USER, {drop}), ERROR_SUCCESS);
+    EXPECT_EQ(TlvUtl::RegOpenKeyExW(HKEY_CURRENT_USER, sub.c_str(), 0, KEY_READ, &key),
+              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(fs::SplitRegistryPath(L"\\lead", path), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(fs::SplitRegistryPath(L"a\\\\b", path), ERROR_BAD_PATHNAME);
+}
+
+TEST(WinProfile, TheSystemsPrivateProfileFunctions) {
+    ScratchFolder dir;
+    const std::wstring file = dir / L"Настройки.ini";
+    ASSERT_TRUE(
+        TlvUtl::Win32::WritePrivateProfileStringW(L"Units", L"Default Unit", L"mm", file.c_str()));
+    wchar_t out[32];
+    EXPECT_EQ(TlvUtl::Win32::GetPrivateProfileStringW(L"units", L"default unit", L"?", out, 32,
+                                                      file.c_str()),
+              2u);
+    EXPECT_STREQ(out, L"mm");
+    // A value that does not fit is cut to size - 1.
+    EXPECT_EQ(TlvUtl::Win32::GetPrivateProfileStringW(L"Units", L"Default Unit", L"?", out, 2,
+                                                      file.c_str()),
+              1u);
+    EXPECT_EQ(TlvUtl::Win32::GetPrivateProfileIntW(L"Units", L"Missing", 7, file.c_str()), 7u);
+}
+
+TEST(WinMessageLoop, WindowTimersTickAndPostsWakeTheLoop) {
+    struct Ticks {
+        std::atomic<int> count{0};
+    } ticks;
+    std::error_code error;
+    auto loop = fs::MessageLoop::Create(
+        [](void* context, std::uint32_t id) {
+            if (id == 7)
+                ++static_cast<Ticks*>(context)->count;
+        },
+        &ticks, error);
+    ASSERT_TRUE(loop) << error.message();
+    loop->SetTimer(7, 15ms);
+    EXPECT_EQ(loop->TimerCount(), 1u);
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (ticks.count.load() < 3 && std::chrono::steady_clock::now() < deadline)
+        loop->RunFor(50ms);
+    EXPECT_GE(ticks.count.load(), 3);
+    EXPECT_TRUE(loop->KillTimer(7));
+    EXPECT_FALSE(loop->KillTimer(7));
+
+    // Another thread's call runs on the loop's thread and its Quit ends Run.
+    const DWORD owner = ::GetCurrentThreadId();
+    std::atomic<DWORD> ranOn{0};
+    std::thread poster([&] {
+        std::this_thread::sleep_for(20ms);
+        loop->Post([&] { ranOn = ::GetCurrentThreadId(); });
+        loop->Quit();
+    });
+    loop->Run();
+    poster.join();
+    EXPECT_EQ(ranOn.load(), owner);
+    EXPECT_EQ(loop->FileDescriptor(), -1);
+}
+
+TEST(WinLocale, NamedLocalesFromTheSystemsData) {
+    TlvUtl::LocaleSettings s;
+    ASSERT_TRUE(fs::ReadLocale(L"de_DE.UTF-8", s));
+    EXPECT_EQ(s.name, L"de_DE");
+    EXPECT_EQ(s.decimalSeparator, L",");
+    EXPECT_EQ(s.thousandSeparator, L".");
+    EXPECT_EQ(s.listSeparator, L";");
+    EXPECT_EQ(s.measure, 0);
+    EXPECT_EQ(s.geoId, 94); // Germany
+    ASSERT_TRUE(fs::ReadLocale(L"en-US", s));
+    EXPECT_EQ(s.decimalSeparator, L".");
+    EXPECT_EQ(s.grouping, L"3;0");
+    EXPECT_EQ(s.measure, 1);
+    ASSERT_TRUE(fs::ReadLocale(L"C", s));
+    EXPECT_EQ(s.name, L"C");
+    EXPECT_FALSE(fs::ReadLocale(L"xx_YY", s));
+    EXPECT_EQ(fs::ReadMeasurement(L"fr_FR"), 0);
+    EXPECT_EQ(fs::ReadMeasurement(L"en_US.UTF-8"), 1);
+    EXPECT_EQ(fs::ReadMeasurement(L"C"), -1);
+}
+
+TEST(WinFolders, KnownFoldersAreAbsoluteWithoutTrailingSeparator) {
+    for (const std::wstring& folder :
+         {fs::RoamingAppDataFolder(), fs::DocumentsFolder(), fs::DataHomeFolder()}) {
+        ASSERT_GE(folder.size(), 3u);
+        EXPECT_EQ(folder[1], L':') << TlvUtils::ToUtf8(folder);
+        EXPECT_NE(folder.back(), L'\\');
+    }
+}
