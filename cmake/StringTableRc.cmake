@@ -4,7 +4,13 @@
 # Input lines: decimal id, a tab, the text (escapes \n, \t, \\); '#' starts a comment line.
 # The text stays UTF-8 (the script says so with its code page); the compiler turns it into
 # the module's UTF-16 table. Duplicate or malformed ids fail the build, as rcgen does.
-file(STRINGS "${INPUT}" lines ENCODING UTF-8)
+# CMake lists split at ';' and let brackets group: both are stood in for while the lines are
+# handled as a list, and put back in the text written.
+file(READ "${INPUT}" content)
+string(REPLACE ";" "@SEMI@" content "${content}")
+string(REPLACE "[" "@OPEN@" content "${content}")
+string(REPLACE "]" "@CLOSE@" content "${content}")
+string(REPLACE "\n" ";" lines "${content}")
 set(seen "")
 set(body "")
 set(line_no 0)
@@ -31,6 +37,9 @@ foreach(line IN LISTS lines)
   endif()
   # The escapes are the resource compiler's too; a quote is doubled there.
   string(REPLACE "\"" "\"\"" text "${text}")
+  string(REPLACE "@SEMI@" ";" text "${text}")
+  string(REPLACE "@OPEN@" "[" text "${text}")
+  string(REPLACE "@CLOSE@" "]" text "${text}")
   string(APPEND body "  ${id}, \"${text}\"\n")
 endforeach()
 file(WRITE "${OUTPUT}.tmp" "// Generated from ${INPUT}; do not edit.\n#pragma code_page(65001)\nSTRINGTABLE\nBEGIN\n${body}END\n")

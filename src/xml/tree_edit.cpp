@@ -70,8 +70,20 @@ void RemoveChildren(DocState& owner, xmlNodePtr node) {
 } // namespace
 
 void CheckXmlText(std::wstring_view text) {
-    for (wchar_t ch : text) {
-        if (!IsXmlChar(static_cast<std::uint32_t>(ch))) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        std::uint32_t ch = static_cast<std::uint32_t>(text[i]);
+        // Where wchar_t is 16-bit a character beyond the first plane is a surrogate pair;
+        // a lone surrogate is no character at all.
+        if constexpr (sizeof(wchar_t) == 2) {
+            if (ch >= 0xD800 && ch <= 0xDBFF && i + 1 < text.size()) {
+                const auto low = static_cast<std::uint32_t>(text[i + 1]);
+                if (low >= 0xDC00 && low <= 0xDFFF) {
+                    ch = 0x10000 + ((ch - 0xD800) << 10) + (low - 0xDC00);
+                    ++i;
+                }
+            }
+        }
+        if (!IsXmlChar(ch)) {
             char code[16];
             std::snprintf(code, sizeof code, "U+%04X", static_cast<unsigned>(ch));
             ThrowComError(E_INVALIDARG,

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform_marks.h"
+
 #include <thread>
 
 namespace {
@@ -61,6 +63,8 @@ TEST_F(ProfileTest, ValuesAreTrimmedAndUnquotedAndNamesIgnoreCase) {
 }
 
 TEST_F(ProfileTest, DefaultsLoseTrailingBlanksAndCommentsAreNoKeys) {
+    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
+                      "private-profile functions, which write CRLF and keep no comments");
     DWORD r = 0;
     EXPECT_EQ(Get(L"Sec", L"missing", L"def  ", 256, &r).c_str(), std::wstring(L"def"));
     EXPECT_EQ(r, 3u);
@@ -82,6 +86,8 @@ TEST_F(ProfileTest, ValueTruncation) {
 }
 
 TEST_F(ProfileTest, ListsAndTheirTruncation) {
+    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
+                      "private-profile functions, which write CRLF and keep no comments");
     DWORD r = 0;
     EXPECT_EQ(Get(L"Other", nullptr, L"def", 256, &r).substr(0, 5), std::wstring(L"a\0b\0\0", 5));
     EXPECT_EQ(r, 4u);
@@ -121,6 +127,8 @@ TEST_F(ProfileTest, IntegerReader) {
 }
 
 TEST_F(ProfileTest, WritesKeepEverythingElse) {
+    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
+                      "private-profile functions, which write CRLF and keep no comments");
     ASSERT_TRUE(WritePrivateProfileStringW(L"OTHER", L"B", L"  spaced  ", file.c_str()));
     ASSERT_TRUE(WritePrivateProfileStringW(L"Other", L"c", L"new", file.c_str()));
     ASSERT_TRUE(WritePrivateProfileStringW(L"Other", L"a", nullptr, file.c_str()));
@@ -140,6 +148,8 @@ TEST_F(ProfileTest, WritesKeepEverythingElse) {
 }
 
 TEST(Profile, NewKeyGoesAfterTheSectionsLastLineAndUnixEndingsStay) {
+    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
+                      "private-profile functions, which write CRLF and keep no comments");
     TempDir dir;
     const std::wstring file = (dir / "u.ini").wstring();
     TempDir::Write(dir / "u.ini", "[A]\nx=1\n\n[B]\ny=2\n# unknown line\n\xff\xfe raw bytes\n");
@@ -163,6 +173,8 @@ TEST(Profile, Utf16FilesStayUtf16ByteForByte) {
 }
 
 TEST(Profile, ANewFileIsCreatedAndReadsSeeChangesFromOutside) {
+    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
+                      "private-profile functions, which write CRLF and keep no comments");
     TempDir dir;
     const std::wstring file = (dir / "n.ini").wstring();
     ASSERT_TRUE(WritePrivateProfileStringW(L"S", L"k", L"v", file.c_str()));
@@ -212,6 +224,8 @@ TEST(Profile, ThreadsWritingAndReadingOneFileLoseNothing) {
 }
 
 TEST(Profile, WriteSectionReplacesKeysAndKeepsComments) {
+    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
+                      "private-profile functions, which write CRLF and keep no comments");
     TempDir dir;
     const std::wstring file = (dir / "s.ini").wstring();
     TempDir::Write(dir / "s.ini", "[S]\r\n; note\r\na=1\r\nb=2\r\n\r\n[T]\r\nc=3\r\n");

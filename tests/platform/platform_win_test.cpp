@@ -225,6 +225,47 @@ TEST(WinModules, ResourceDllStringsThroughLoadString) {
     EXPECT_EQ(exe.substr(exe.size() - 4), L".exe");
 }
 
+// Every string of the source table comes back from the DLL exactly: the resource script
+// generator must keep brackets, semicolons, quotes, escapes and text beyond ASCII.
+TEST(WinModules, ResourceDllHoldsEveryStringOfTheSourceTable) {
+    std::string source;
+    ASSERT_FALSE(fs::ReadWholeFile(TlvUtils::FromUtf8(TLVUTL_STRINGS_EN), source));
+    HMODULE m =
+        fs::LoadModule(fs::JoinPath(fs::GetEnvironment("TLV_RESOURCE_DIR"), L"en\\tlvutlintl.dll"));
+    ASSERT_NE(m, nullptr);
+    int checked = 0;
+    std::size_t at = 0;
+    while (at < source.size()) {
+        std::size_t end = source.find('\n', at);
+        if (end == std::string::npos)
+            end = source.size();
+        std::string line = source.substr(at, end - at);
+        at = end + 1;
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        const std::size_t tab = line.find('\t');
+        if (line.empty() || line[0] == '#' || tab == std::string::npos)
+            continue;
+        std::string text;
+        for (std::size_t i = tab + 1; i < line.size(); ++i) {
+            if (line[i] == '\\' && i + 1 < line.size()) {
+                const char e = line[++i];
+                text += e == 'n' ? '\n' : e == 't' ? '\t' : e;
+            } else {
+                text += line[i];
+            }
+        }
+        const unsigned id = static_cast<unsigned>(std::stoul(line.substr(0, tab)));
+        wchar_t buffer[1024];
+        const int n = fs::LoadModuleString(m, id, buffer, 1024);
+        EXPECT_EQ(std::wstring(buffer, static_cast<std::size_t>(n)), TlvUtils::FromUtf8(text))
+            << "string " << id;
+        ++checked;
+    }
+    EXPECT_GT(checked, 200);
+    fs::UnloadModule(m);
+}
+
 TEST(WinRegistry, BytesAndCountsAreTheSystemsOwn) {
     const std::wstring sub = L"Software\\TlvUtl Tests\\" + std::to_wstring(::GetCurrentProcessId());
     HKEY key = nullptr;
