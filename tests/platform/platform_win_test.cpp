@@ -10,8 +10,11 @@
 #include "platform/user_locale.h"
 
 #include <tlvutl/encoding.h>
+#include <tlvutl/locale.h>
 #include <tlvutl/profile.h>
 #include <tlvutl/registry.h>
+
+#include "platform_marks.h"
 
 #include <gtest/gtest.h>
 
@@ -400,4 +403,49 @@ TEST(WinFolders, KnownFoldersAreAbsoluteWithoutTrailingSeparator) {
         EXPECT_EQ(folder[1], L':') << TlvUtils::ToUtf8(folder);
         EXPECT_NE(folder.back(), L'\\');
     }
+}
+
+// The library's number formatter and the system's agree on every rule an explicit format
+// gives: rounding, grouping forms, separators, negative modes.
+TEST(WinNumberFormat, LibraryAndSystemAgreeOnExplicitFormats) {
+    wchar_t decimal[] = L",", thousand[] = L" ";
+    const wchar_t* values[] = {L"0",  L"-0.5",   L"1234567.891", L"999.4",    L"-1234.5",    L"12",
+                               L".5", L"-0.004", L"1000000",     L"123456.5", L"-9999998.25"};
+    for (UINT grouping : {0u, 3u, 32u, 30u})
+        for (UINT negative = 0; negative <= 4; ++negative)
+            for (UINT digits : {0u, 2u})
+                for (UINT leadingZero : {1u}) { // without it a zero integer part prints
+                                                // nothing under Wine, "0" here
+                    NUMBERFMTW f{digits, leadingZero, grouping, decimal, thousand, negative};
+                    for (const wchar_t* v : values) {
+                        wchar_t mine[64] = {}, system[64] = {};
+                        const int a = TlvUtl::Win32::GetNumberFormatW(LOCALE_USER_DEFAULT, 0, v, &f,
+                                                                      mine, 64);
+                        const int b = ::GetNumberFormatW(LOCALE_INVARIANT, 0, v, &f, system, 64);
+                        EXPECT_EQ(a, b) << TlvUtils::ToUtf8(v) << " grouping " << grouping
+                                        << " negative " << negative;
+                        EXPECT_STREQ(mine, system) << TlvUtils::ToUtf8(v) << " grouping "
+                                                   << grouping << " negative " << negative;
+                    }
+                }
+}
+
+// A carry that adds a digit is grouped like any other digit.
+TEST(WinNumberFormat, SystemGroupsTheDigitACarryAdds) {
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine 8 groups the digits before rounding, so a carry that "
+                                 "adds a digit stays ungrouped (999.995 gives 1000.00)");
+    wchar_t decimal[] = L".", thousand[] = L",";
+    NUMBERFMTW f{2, 1, 3, decimal, thousand, 1};
+    wchar_t out[64];
+    ASSERT_GT(::GetNumberFormatW(LOCALE_INVARIANT, 0, L"999.995", &f, out, 64), 0);
+    EXPECT_STREQ(out, L"1,000.00");
+}
+
+// With no format the system groups by the locale's "3;0": every three digits.
+TEST(WinNumberFormat, SystemDefaultFormatGroupsEveryThreeDigits) {
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine 8 applies the grouping 3;0 once with a null format "
+                                 "(1234567.891 gives 1234,567.89)");
+    wchar_t out[64];
+    ASSERT_GT(::GetNumberFormatEx(L"en-US", 0, L"1234567.891", nullptr, out, 64), 0);
+    EXPECT_STREQ(out, L"1,234,567.89");
 }
