@@ -1,0 +1,93 @@
+#!/usr/bin/perl
+# Doxygen input filter for the public headers. The headers carry plain // and /* */ comments
+# in the library's own style; this turns them into documentation comments as Doxygen reads
+# them, without touching the headers:
+#  - the contract comment at the top becomes the header's group page (one per header);
+#  - a comment on lines of its own documents the declaration that follows it, one after
+#    code on the same line documents that code;
+#  - declarations between TLVUTL_C_BEGIN and TLVUTL_C_END are marked as C interfaces.
+# A few lines are added at the top (the group's title and opening), so a warning's line number
+# may be a few lines past the header's own.
+use strict;
+use warnings;
+
+my $path = shift @ARGV or die "usage: header-filter.pl HEADER\n";
+open(my $in, '<', $path) or die "$path: $!\n";
+my @lines = <$in>;
+close $in;
+
+(my $name = $path) =~ s{.*/}{};
+(my $group = "hdr_$name") =~ s/\W/_/g;
+my $is_header = $name =~ /\.h$/;
+
+# Comment text is prose, not markup: a backslash is a backslash (ROOT\sub\key) and <word> is
+# a placeholder (<libdir>), not an HTML tag.
+sub prose {
+    my ($text) = @_;
+    $text =~ s{\\(?=\w)}{\\\\}g;
+    $text =~ s{<([a-z][\w-]*)>}{\\<$1\\>}g;
+    return $text;
+}
+# Applies prose() to what follows the comment opener at offset $at of the line.
+sub prose_from {
+    my ($line, $at) = @_;
+    return substr($line, 0, $at) . prose(substr($line, $at));
+}
+
+my $in_contract = $is_header;
+my $in_block = 0;     # inside a /* */ comment
+my $in_c = 0;         # between TLVUTL_C_BEGIN and TLVUTL_C_END
+my $opened = 0;
+for my $line (@lines) {
+    if ($in_block) {
+        $in_block = $line !~ m{\*/};
+        print prose($line);
+        next;
+    }
+    if ($in_contract) {
+        if ($line =~ m{^(\s*)//+ ?}) {
+            my ($lead, $rest) = ($1, substr($line, $+[0]));
+            $line = "$lead/// " . prose($rest);
+            if (!$opened) { $line = "/// \\defgroup $group $name\n$line"; $opened = 1; }
+            print $line;
+            next;
+        }
+        if ($line =~ m{^(\s*)/\*+}) {
+            my ($lead, $rest) = ($1, substr($line, $+[0]));
+            $in_block = $line !~ m{\*/};
+            my $text = prose($rest);
+            if (!$opened) { $line = "/** \\defgroup $group $name\n   $text"; $opened = 1; }
+            else { $line = "$lead/**$text"; }
+            print $line;
+            next;
+        }
+        # The contract ends at the first line that is not a comment: open the group there.
+        $in_contract = 0;
+        print "/// \\defgroup $group $name\n" unless $opened;
+        print "/** \\file\n \\ingroup $group */\n/** \\addtogroup $group\n \\{ */\n";
+        print $line;
+        next;
+    }
+    if ($line =~ /^\s*TLVUTL_C_BEGIN\b/) { $in_c = 1; print $line; next; }
+    if ($line =~ /^\s*TLVUTL_C_END\b/) { $in_c = 0; print $line; next; }
+
+    if ($line =~ m{^(\s*)//(?!/)}) {
+        my ($lead, $rest) = ($1, substr($line, $+[0]));
+        $line = "$lead///" . prose($rest);
+    } elsif ($line =~ m{^(\s*)/\*(?![*!])}) {
+        my ($lead, $rest) = ($1, substr($line, $+[0]));
+        $in_block = $line !~ m{\*/};
+        $line = "$lead/**" . prose($rest);
+    } elsif ($line =~ m{(\S\s+)//(?![/<])}) {
+        # A comment after code documents that code. "://" (a URL in a string) is left alone.
+        my ($code, $rest) = (substr($line, 0, $-[0]) . $1, substr($line, $+[0]));
+        $line = "$code///<" . prose($rest);
+    } elsif ($line =~ m{(\S\s+)/\*(?![*!<])}) {
+        my ($code, $rest) = (substr($line, 0, $-[0]) . $1, substr($line, $+[0]));
+        $in_block = $line !~ m{\*/};
+        $line = "$code/**<" . prose($rest);
+    }
+    $line = "/** \\cinterface */ $line" if $in_c && $line =~ /^TLVUTL_API\b/;
+    print $line;
+}
+print "/** \\} */\n" if $is_header;
