@@ -34,6 +34,9 @@ sub prose_from {
     return substr($line, 0, $at) . prose(substr($line, $at));
 }
 
+# A header whose C region exports functions says so on its page.
+my $has_c = join('', @lines) =~ /^\s*TLVUTL_C_BEGIN\b.*?^TLVUTL_API\b/ms;
+
 my $in_contract = $is_header;
 my $in_block = 0;     # inside a /* */ comment
 my $in_c = 0;         # between TLVUTL_C_BEGIN and TLVUTL_C_END
@@ -64,7 +67,10 @@ for my $line (@lines) {
         # The contract ends at the first line that is not a comment: open the group there.
         $in_contract = 0;
         print "/// \\defgroup $group $name\n" unless $opened;
-        print "/** \\file\n \\ingroup $group */\n/** \\addtogroup $group\n \\{ */\n";
+        print "/** \\file\n \\ingroup $group */\n/** \\addtogroup $group\n";
+        print " \\par C interface\n The functions marked C interface are callable from C;"
+            . " this header compiles as C.\n" if $has_c;
+        print " \\{ */\n";
         print $line;
         next;
     }

@@ -5,6 +5,8 @@
 /** \file
  \ingroup hdr_filter_fixture_h */
 /** \addtogroup hdr_filter_fixture_h
+ \par C interface
+ The functions marked C interface are callable from C; this header compiles as C.
  \{ */
 #ifndef FIXTURE_H
 #define FIXTURE_H
