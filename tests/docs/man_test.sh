@@ -7,7 +7,7 @@ tool=$1 page=$2
 text=$(zcat "$page")
 for cmd in $("$tool" --help | sed -n 's/^  \([a-z][a-z]*\)  .*/\1/p'); do
   usage=$("$tool" "$cmd" --help | head -n1 | sed 's/^usage: //')
-  printf '%s\n' "$text" | grep -qF ".B $(printf '%s' "$usage" | sed 's/^-/\\-/')" ||
+  printf '%s\n' "$text" | grep -qxF "$(printf '%s' "$usage" | sed 's/-/\\-/g')" ||
     { echo "man page: no entry for '$usage'"; exit 1; }
 done
 printf '%s\n' "$text" | grep -q '^\.SH ENVIRONMENT' || { echo "man page: no ENVIRONMENT"; exit 1; }

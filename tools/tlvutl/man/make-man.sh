@@ -10,12 +10,13 @@ trap 'rm -f "$include"' EXIT
 {
   echo "[COMMANDS]"
   "$tool" --help | sed -n 's/^  \([a-z][a-z]*\)  .*/\1/p' | while read -r cmd; do
-    # The usage line (and its continuations), then the summary, as one tagged paragraph.
-    "$tool" "$cmd" --help | sed -e 's/\\/\\e/g' -e 's/^-/\\-/' | awk -v cmd="$cmd" '
-      NR == 1 { sub(/^usage: /, ""); printf ".TP\n.B %s\n", $0; next }
-      /^$/ { print ".br"; next }
-      /^  / { sub(/^  /, ""); printf ".br\n.B %s\n", $0; next }
-      { print }'
+    # The summary, then the usage line and its continuations as the tool prints them.
+    "$tool" "$cmd" --help | sed -e 's/\\/\\e/g' -e 's/-/\\-/g' | awk -v cmd="$cmd" '
+      NR == 1 { sub(/^usage: /, ""); usage = $0; next }
+      /^$/ { next }
+      /^  / { usage = usage "\n" $0; next }
+      { summary = $0 }
+      END { printf ".SS %s\n%s\n.PP\n.nf\n%s\n.fi\n", cmd, summary, usage }'
   done
   cat "$extra"
 } >"$include"
