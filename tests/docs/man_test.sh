@@ -5,10 +5,14 @@
 set -eu
 tool=$1 page=$2
 text=$(zcat "$page")
+lines=$(mktemp)
+trap 'rm -f "$lines"' EXIT
 for cmd in $("$tool" --help | sed -n 's/^  \([a-z][a-z]*\)  .*/\1/p'); do
-  usage=$("$tool" "$cmd" --help | head -n1 | sed 's/^usage: //')
-  printf '%s\n' "$text" | grep -qxF "$(printf '%s' "$usage" | sed 's/-/\\-/g')" ||
-    { echo "man page: no entry for '$usage'"; exit 1; }
+  # Every line of the command's usage, as the tool prints it.
+  "$tool" "$cmd" --help | sed -e '/^$/,$d' -e 's/^usage: //' -e 's/-/\\-/g' >"$lines"
+  while IFS= read -r line; do
+    printf '%s\n' "$text" | grep -qxF "$line" || { echo "man page: no line '$line'"; exit 1; }
+  done <"$lines"
 done
 printf '%s\n' "$text" | grep -q '^\.SH ENVIRONMENT' || { echo "man page: no ENVIRONMENT"; exit 1; }
 if command -v groff >/dev/null; then
