@@ -20,12 +20,14 @@ close $in;
 (my $group = "hdr_$name") =~ s/\W/_/g;
 my $is_header = $name =~ /\.h$/;
 
-# Comment text is prose, not markup: a backslash is a backslash (ROOT\sub\key) and <word> is
-# a placeholder (<libdir>), not an HTML tag.
+# Comment text is prose, not markup: a backslash is a backslash (ROOT\sub\key), <word> and
+# </word> are placeholders or XML, not HTML tags, and @word is no command. Markdown (`code`,
+# lists, indented blocks) is kept.
 sub prose {
     my ($text) = @_;
-    $text =~ s{\\(?=\w)}{\\\\}g;
-    $text =~ s{<([a-z][\w-]*)>}{\\<$1\\>}g;
+    $text =~ s{\\}{\\\\}g;
+    $text =~ s{<(?=[/!?A-Za-z])}{\\<}g;
+    $text =~ s{@(?=\w)}{\\@}g;
     return $text;
 }
 # Applies prose() to what follows the comment opener at offset $at of the line.
@@ -36,6 +38,11 @@ sub prose_from {
 
 # A header whose C region exports functions says so on its page.
 my $has_c = join('', @lines) =~ /^\s*TLVUTL_C_BEGIN\b.*?^TLVUTL_API\b/ms;
+
+# Everything is written to a buffer first, for the pass that fences indented blocks.
+my $buffer = '';
+open(my $sink, '>', \$buffer) or die;
+select $sink;
 
 my $in_contract = $is_header;
 my $in_block = 0;     # inside a /* */ comment
@@ -97,3 +104,25 @@ for my $line (@lines) {
     print $line;
 }
 print "/** \\} */\n" if $is_header;
+
+# An indented block after a blank comment line (a grammar, a table) is shown as written, not
+# flowed into a paragraph: fence it. Indented list items are lists, not blocks.
+select STDOUT;
+close $sink;
+my @out = split /^/, $buffer;
+my $i = 0;
+while ($i < @out) {
+    my $indented = qr{^\s*/// {3,}(?![-*] )\S};
+    if ($i > 0 && $out[$i] =~ $indented && $out[$i - 1] =~ m{^\s*///\s*$}) {
+        my ($lead) = $out[$i] =~ m{^(\s*)///};
+        print "$lead/// ~~~\n";
+        # Inside the fence nothing is markup: the escapes prose() added come off again.
+        while ($i < @out && $out[$i] =~ m{^\s*/// {3,}\S}) {
+            (my $line = $out[$i++]) =~ s{\\([\\<@])}{$1}g;
+            print $line;
+        }
+        print "$lead/// ~~~\n";
+        next;
+    }
+    print $out[$i++];
+}

@@ -1,7 +1,16 @@
 /// \defgroup hdr_filter_fixture_h filter_fixture.h
 /// A header as the library writes them: its contract first.
 /// 
-/// Files live in \<libdir\>/tlvutl; keys are named ROOT\\sub\\key.
+/// Files live in \<libdir>/tlvutl; keys are named ROOT\\sub\\key; "5' 3\\"" is 63 in.
+/// An element \<paper name="A4"/> or \<size>...\</size>; its "\@id" is a number.
+/// 
+/// ~~~
+///   size := number unit <ROOT\\sub> @x
+///           | number
+/// ~~~
+/// 
+///   - a list item
+///     that goes on
 /** \file
  \ingroup hdr_filter_fixture_h */
 /** \addtogroup hdr_filter_fixture_h
@@ -20,7 +29,7 @@ struct Record {
 };
 
 /** Multi-line, C style: the first
- * line opens it, the path is \<root\>/\<app\>. */
+ * line opens it, the path is \<root>/\<app>. */
 TLVUTL_C_BEGIN
 /** \cinterface */ TLVUTL_API int CountRecords(void);
 /// Already a documentation comment.

@@ -1,6 +1,13 @@
 // A header as the library writes them: its contract first.
 //
-// Files live in <libdir>/tlvutl; keys are named ROOT\sub\key.
+// Files live in <libdir>/tlvutl; keys are named ROOT\sub\key; "5' 3\"" is 63 in.
+// An element <paper name="A4"/> or <size>...</size>; its "@id" is a number.
+//
+//   size := number unit <ROOT\\sub> @x
+//           | number
+//
+//   - a list item
+//     that goes on
 #ifndef FIXTURE_H
 #define FIXTURE_H
 
