@@ -45,6 +45,10 @@ for dep in "${deps[@]}"; do
   [ -z "$want" ] || dpkg --compare-versions "$have" ge "$want" || fail "$name $have < $want"
 done
 
+# A host's package that links libtlvutl gets "tlvutl (>= this version)" from its shlibs.
+dpkg-deb -I "$deb" shlibs | grep -qx "libtlvutl 0 tlvutl (>= $(dpkg-deb -f "$deb" Version))" ||
+  fail "no shlibs entry for libtlvutl.so.0"
+
 # Install into an empty root.
 root="$work/root"
 mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/triggers"
