@@ -1,4 +1,5 @@
 // Start-up behaviours that need a process of their own (ctest runs each test alone).
+#include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
 #include <tlvutl/string_table.h>
 
@@ -102,6 +103,8 @@ TEST(Startup, OnlyTheLastUninitializeTearsDown) {
 }
 
 TEST(Startup, ApplicationInfoFormatsTheVersionTextsOnce) {
+    // On a fresh store the installation (and with it the GUID map) is not recorded yet.
+    ASSERT_TRUE(TlvUtl::RegisterDefaultInstallation());
     ASSERT_EQ(InitModule(), 1);
     struct Init : IAppStartupInit {
         mutable int calls = 0;
