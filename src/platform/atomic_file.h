@@ -13,6 +13,7 @@ namespace tlv::platform {
 struct FileStamp {
     bool exists = false;
     std::int64_t mtimeNs = 0;
+    std::int64_t ctimeNs = 0; // changes with every write, even one that restores mtime
     std::int64_t size = 0;
     std::uint64_t inode = 0;
     std::uint64_t device = 0;

@@ -45,6 +45,7 @@ FileStamp StatFile(std::wstring_view path) {
         return s;
     s.exists = true;
     s.mtimeNs = static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    s.ctimeNs = static_cast<std::int64_t>(st.st_ctim.tv_sec) * 1000000000 + st.st_ctim.tv_nsec;
     s.size = static_cast<std::int64_t>(st.st_size);
     s.inode = static_cast<std::uint64_t>(st.st_ino);
     s.device = static_cast<std::uint64_t>(st.st_dev);

@@ -177,16 +177,6 @@ TEST(Profile, ANewFileIsCreatedAndReadsSeeChangesFromOutside) {
                                             (dir / "missing" / "x.ini").wstring().c_str()));
 }
 
-TEST(Profile, AnotherProgramsChangeIsSeenWithinAMillisecond) {
-    TempDir dir;
-    const std::wstring file = (dir / "m.ini").wstring();
-    TempDir::Write(dir / "m.ini", "[S]\nk=1\n");
-    EXPECT_EQ(GetPrivateProfileIntW(L"S", L"k", 0, file.c_str()), 1u);
-    TempDir::Write(dir / "m.ini", "[S]\nk=22\n");
-    usleep(5000);
-    EXPECT_EQ(GetPrivateProfileIntW(L"S", L"k", 0, file.c_str()), 22u);
-}
-
 TEST(Profile, ThreadsWritingAndReadingOneFileLoseNothing) {
     TempDir dir;
     const std::wstring file = (dir / "t.ini").wstring();
