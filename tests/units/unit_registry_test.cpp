@@ -103,9 +103,18 @@ TEST(UnitRegistry, UnknownIdentifiersThrow) {
         EXPECT_THROW(u.GetUnitIncrement(bad, 0), std::invalid_argument) << bad;
     }
     double v = 7.0;
-    EXPECT_THROW(u.StringToValue(40, L"1", v, 0, DRG_DEG), std::invalid_argument);
-    EXPECT_EQ(u.StringToValue(2, L"12.5 furlongs", v, 0, DRG_DEG), 0);
-    EXPECT_EQ(v, 7.0);
+    EXPECT_THROW(u.StringToValue(40, L"1", v, WEQ_ALL, DRG_DEG), std::invalid_argument);
+    // A failed parse answers the parser's 0.0.
+    EXPECT_EQ(u.StringToValue(2, L"12.5 furlongs", v, WEQ_ALL, DRG_DEG), 0);
+    EXPECT_EQ(v, 0.0);
+    // The token sets are the caller's: the base set reads signs but no binary operators.
+    v = 7.0;
+    EXPECT_EQ(u.StringToValue(2, L"1+2", v, 0, DRG_DEG), 0);
+    EXPECT_EQ(v, 0.0);
+    EXPECT_EQ(u.StringToValue(2, L"+2", v, 0, DRG_DEG), 1);
+    EXPECT_EQ(v, 2.0);
+    EXPECT_EQ(u.StringToValue(2, L"1+2", v, WEQ_ALL, DRG_DEG), 1);
+    EXPECT_EQ(v, 3.0);
 }
 
 TEST(UnitRegistry, RoundTripsBetweenEveryPairOfDisplays) {
@@ -297,7 +306,13 @@ TEST(UnitFormat, CompoundDisplays) {
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 10.5125, 4, 0), CString(L"10° 30′ 45″"));
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 1.5, 4, 0), CString(L"1° 30′ 0″"));
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 1.0 + 0.25 / 3600, 4, 0), CString(L"1° 0′ 0.25″"));
-    EXPECT_EQ(u.DisplayUnitValueAsString(28, 30.0 - 0.001 / 3600, 4, 0), CString(L"30° 0′ 0″"));
+    // Each part but the last is the whole below; only the last part rounds, so it may show
+    // a full step. Asked for, the rounding carries instead.
+    EXPECT_EQ(u.DisplayUnitValueAsString(28, 30.0 - 0.001 / 3600, 4, 0), CString(L"29° 59′ 60″"));
+    EXPECT_EQ(u.DisplayUnitValueAsString(28, 30.0 - 0.001 / 3600, 4, WUNIT_FORMAT_CARRY),
+              CString(L"30° 0′ 0″"));
+    EXPECT_EQ(u.DisplayUnitValueAsString(29, 10.9999, 4, 0), CString(L"10° 60′"));
+    EXPECT_EQ(u.DisplayUnitValueAsString(29, 10.9999, 4, WUNIT_FORMAT_CARRY), CString(L"11° 0′"));
     EXPECT_EQ(u.DisplayUnitValueAsString(28, -1.5, 4, 0), minus + L"1° 30′ 0″");
     EXPECT_EQ(u.DisplayUnitValueAsString(29, 12.25, 3, 0), CString(L"12 deg 15 arcmin"));
     // Picas and points.
@@ -311,9 +326,23 @@ TEST(UnitFormat, CompoundDisplays) {
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 6.375 / 12, 4, 0), CString(L"2' 6 3/8\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 0.25 / 12, 4, 0), CString(L"2' 1/4\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(31, -2.5, 3, 0), minus + L"2 ft 6 in");
-    // What rounds up in the last part carries: never 2' 12".
-    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.9999, 4, 0), CString(L"3' 0\""));
+    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.9999, 4, 0), CString(L"2' 12\""));
+    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.9999, 4, WUNIT_FORMAT_CARRY), CString(L"3' 0\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 5.3 / 12, 4, 8), CString(L"2' 5 1/4\""));
+    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 5.3 / 12, 4, 8 | WUNIT_FORMAT_CARRY),
+              CString(L"2' 5 1/4\""));
+    WUnit r;
+    r.LoadDefaults(nullptr, -1);
+    // A big unit of 4 m over a small one of 1 m shown with 2 decimals: 3.999 big units are
+    // 3 and 3.996 small, which the last part rounds to 4.
+    const int big =
+        r.AddUnitDefinition(RUNTIME_CLASS(WUntiDef), 0, 1, 2, 3, L"B", L"B", L"B", L"", 4.0);
+    const int small =
+        r.AddUnitDefinition(RUNTIME_CLASS(WUntiDef), 2, 1, 2, 3, L"s", L"s", L"s", L"", 1.0);
+    const int pair[] = {big, small};
+    const int bigSmall = r.AddUnitDisplay(RUNTIME_CLASS(WUnitCollection), pair, 2, -1, -1);
+    EXPECT_EQ(r.DisplayUnitValueAsString(bigSmall, 3.999, 0, 0), CString(L"3 4"));
+    EXPECT_EQ(r.DisplayUnitValueAsString(bigSmall, 3.999, 0, WUNIT_FORMAT_CARRY), CString(L"4 0"));
 }
 
 TEST(UnitFormat, RationalDisplays) {
