@@ -589,16 +589,16 @@ private:
 namespace detail {
 
 /* Each key compares two presets: negative, 0 (tie) or positive. */
-struct Magnification {
+struct TLVUTL_API Magnification {
     static int Compare(const Preset& a, const Preset& b);
 };
-struct System {
+struct TLVUTL_API System {
     static int Compare(const Preset& a, const Preset& b);
 };
-struct Value {
+struct TLVUTL_API Value {
     static int Compare(const Preset& a, const Preset& b);
 };
-struct CustomUnits {
+struct TLVUTL_API CustomUnits {
     static int Compare(const Preset& a, const Preset& b);
 };
 struct NullOrdering {
