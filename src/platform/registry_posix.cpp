@@ -335,9 +335,11 @@ LONG SetValue(HKEY hKey, LPCWSTR name, DWORD type, const BYTE* data, DWORD size,
         if (data && count > 0 && size % 2 == 0) {
             wchar_t last, next;
             std::memcpy(&last, data + (count - 1) * sizeof(wchar_t), sizeof last);
-            std::memcpy(&next, data + count * sizeof(wchar_t), sizeof next);
-            if (last != 0 && next == 0)
-                ++count;
+            if (last != 0) { // a terminated count reads nothing beyond itself
+                std::memcpy(&next, data + count * sizeof(wchar_t), sizeof next);
+                if (next == 0)
+                    ++count;
+            }
         }
         thread_local std::string bytes;
         StoredFromWide(data, count, bytes);
