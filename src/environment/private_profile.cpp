@@ -77,7 +77,8 @@ DocumentPtr Load(LPCWSTR file, bool* exists = nullptr) {
     const tlv::platform::FileStamp stamp =
         held->IsOpen() ? held->Stamp() : tlv::platform::FileStamp{};
     std::string bytes;
-    if (!stamp.exists || !held->ReadAll(bytes))
+    const bool read = stamp.exists && held->ReadAll(bytes);
+    if (!read)
         bytes.clear();
     if (exists)
         *exists = stamp.exists;
@@ -86,6 +87,8 @@ DocumentPtr Load(LPCWSTR file, bool* exists = nullptr) {
         held.reset();
     }
     auto document = std::make_shared<const ProfileDocument>(ProfileDocument::Parse(bytes));
+    if (stamp.exists && !read)
+        return document; // a file that failed to read is tried again next time
     std::lock_guard<std::mutex> g(g_cacheMutex);
     if (Cache().size() >= kMaxCachedFiles && !Cache().count(path))
         Cache().clear(); // a host opening many files keeps only the recent ones
