@@ -336,7 +336,7 @@ TEST_F(WUTLRegistryTest, GetRegSzValueTakesStringsAndExpandsVariables) {
     const std::string tooLong = U16((L"%TEMP%" + std::wstring(250, L'y')).c_str());
     HKEY h = key.HelperGetCurrentHandle();
     tlv::platform::RegSetValueRaw(h, L"empty", REG_SZ, nullptr, 0); // no bytes at all
-    const std::string bare = U16(L"bare"); // no NUL
+    const std::string bare = U16(L"bare");                          // no NUL
     tlv::platform::RegSetValueRaw(h, L"bare", REG_SZ, reinterpret_cast<const BYTE*>(bare.data()),
                                   static_cast<DWORD>(bare.size()));
     tlv::platform::RegSetValueRaw(h, L"expand", REG_EXPAND_SZ,
