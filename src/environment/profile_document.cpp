@@ -99,14 +99,20 @@ ProfileDocument ProfileDocument::Parse(const std::string& bytes) {
     const std::size_t usable = start + (bytes.size() - start) / unit * unit;
     d.finalNewline_ = false;
     for (std::size_t at = start; at < usable; at += unit) {
-        if (!isNewline(at))
-            continue;
         std::size_t end = at;
-        const bool crlf = end >= lineStart + unit && isReturn(end - unit);
-        if (crlf)
-            end -= unit;
+        const char* eol = nullptr;
+        if (isNewline(at)) {
+            const bool crlf = end >= lineStart + unit && isReturn(end - unit);
+            if (crlf)
+                end -= unit;
+            eol = crlf ? "\r\n" : "\n";
+        } else if (isReturn(at) && !(at + unit < usable && isNewline(at + unit))) {
+            eol = "\r"; // a CR alone, as old Mac tools end lines
+        } else {
+            continue;
+        }
         if (!eolKnown) {
-            d.eol_ = crlf ? "\r\n" : "\n";
+            d.eol_ = eol;
             eolKnown = true;
         }
         std::string raw = bytes.substr(lineStart, end - lineStart);
