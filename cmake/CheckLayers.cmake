@@ -9,15 +9,11 @@
 
 cmake_minimum_required(VERSION 3.25)
 
-set(layers core platform frame memory xml environment units runtime)
-set(deps_core "")
-set(deps_platform core)
-set(deps_frame core platform)
-set(deps_memory core platform frame)
-set(deps_xml core platform frame)
-set(deps_environment core platform frame xml)
-set(deps_units core platform frame xml environment)
-set(deps_runtime core platform frame memory xml environment units)
+include(${CMAKE_CURRENT_LIST_DIR}/Layers.cmake)
+set(layers ${TLVUTL_LAYERS})
+foreach(layer ${layers})
+  set(deps_${layer} ${TLVUTL_LAYER_DEPS_${layer}})
+endforeach()
 
 # The layer of each public header. A new header must be given one here.
 set(owner_export.h core)

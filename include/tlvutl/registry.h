@@ -9,12 +9,13 @@
 // enumerate in case-insensitive name order, values in the order they were first set.
 //
 // Values keep the bytes Windows stores: REG_SZ, REG_EXPAND_SZ and REG_MULTI_SZ as UTF-16LE
-// exactly as the writer sent them (with or without the terminating NUL), REG_DWORD as four
-// little-endian bytes. wchar_t is four bytes here, so the wide functions convert string data
-// at the edge, and every byte count of string data (cbData, *lpcbData) counts two bytes per
-// wchar_t: a caller writes "abc" with its NUL as cbData = 8 and reads it back into a buffer
-// of 260 wchar_t by passing 520, exactly as on Windows. So code ported with
-// "n * sizeof(WCHAR)" must keep a factor of 2, not sizeof(wchar_t), and a wchar_t buffer's
+// exactly as the writer sent them (with or without the terminating NUL; a count that stops
+// just before a NUL takes the NUL too, as on Windows), REG_DWORD as four little-endian
+// bytes. Null data with a zero count stores an empty value. wchar_t is four bytes here, so
+// the wide functions convert string data at the edge, and every byte count of string data (cbData,
+// *lpcbData) counts two bytes per wchar_t: a caller writes "abc" with its NUL as cbData = 8 and
+// reads it back into a buffer of 260 wchar_t by passing 520, exactly as on Windows. So code ported
+// with "n * sizeof(WCHAR)" must keep a factor of 2, not sizeof(wchar_t), and a wchar_t buffer's
 // capacity is 2 x its length, not sizeof(buffer). A character beyond the Basic Multilingual
 // Plane is one wchar_t here and a surrogate pair in the store; counts follow the wchar_t.
 // Counts of names (lpcchName, lpcchValueName) are in wchar_t. Other value types are copied
@@ -101,6 +102,9 @@
 #ifndef ERROR_FILE_NOT_FOUND
 #define ERROR_FILE_NOT_FOUND 2
 #endif
+#ifndef ERROR_PATH_NOT_FOUND
+#define ERROR_PATH_NOT_FOUND 3
+#endif
 #ifndef ERROR_ACCESS_DENIED
 #define ERROR_ACCESS_DENIED 5
 #endif
@@ -133,6 +137,9 @@
 #endif
 #ifndef ERROR_NO_MORE_ITEMS
 #define ERROR_NO_MORE_ITEMS 259
+#endif
+#ifndef ERROR_NOACCESS
+#define ERROR_NOACCESS 998
 #endif
 #ifndef ERROR_BADDB
 #define ERROR_BADDB 1009

@@ -264,6 +264,7 @@ public:
 
     // Identity of the parser node; two empty nodes are equal.
     bool operator==(const WXmlNode& other) const;
+    bool operator!=(const WXmlNode& other) const { return !(*this == other); }
 
     bool IsValid() const;
     const WXmlNodePtr& GetNodePtr() const { return node_; }
@@ -332,6 +333,7 @@ public:
 
     // Identity of the parser document; two handles without one are equal.
     bool operator==(const WXmlDoc& other) const;
+    bool operator!=(const WXmlDoc& other) const { return !(*this == other); }
     const WXmlDocPtr& GetDocPtr() const { return doc_; }
 
     static WXmlDoc CreateFromFile(const wchar_t* path);

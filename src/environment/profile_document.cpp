@@ -46,12 +46,7 @@ std::size_t NameHash::operator()(std::wstring_view s) const noexcept {
 }
 
 bool NameEqual::operator()(std::wstring_view a, std::wstring_view b) const noexcept {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (a[i] != b[i] && Fold(a[i]) != Fold(b[i]))
-            return false;
-    return true;
+    return tlv::core::EqualNoCase(a, b);
 }
 
 ProfileDocument::Line ProfileDocument::Classify(std::string raw, std::wstring text) {
@@ -104,14 +99,20 @@ ProfileDocument ProfileDocument::Parse(const std::string& bytes) {
     const std::size_t usable = start + (bytes.size() - start) / unit * unit;
     d.finalNewline_ = false;
     for (std::size_t at = start; at < usable; at += unit) {
-        if (!isNewline(at))
-            continue;
         std::size_t end = at;
-        const bool crlf = end >= lineStart + unit && isReturn(end - unit);
-        if (crlf)
-            end -= unit;
+        const char* eol = nullptr;
+        if (isNewline(at)) {
+            const bool crlf = end >= lineStart + unit && isReturn(end - unit);
+            if (crlf)
+                end -= unit;
+            eol = crlf ? "\r\n" : "\n";
+        } else if (isReturn(at) && !(at + unit < usable && isNewline(at + unit))) {
+            eol = "\r"; // a CR alone, as old Mac tools end lines
+        } else {
+            continue;
+        }
         if (!eolKnown) {
-            d.eol_ = crlf ? "\r\n" : "\n";
+            d.eol_ = eol;
             eolKnown = true;
         }
         std::string raw = bytes.substr(lineStart, end - lineStart);

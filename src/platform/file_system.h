@@ -53,7 +53,8 @@ struct FileInfo {
     std::int64_t ctimeNs = 0; // last change of the content or of the entry
     std::uint64_t inode = 0;
     std::uint64_t device = 0;
-    std::uint32_t mode = 0; // permission bits
+    std::uint64_t links = 0; // names linking to it: 0 once an open file was deleted or replaced
+    std::uint32_t mode = 0;  // permission bits
 };
 
 // Follows links unless followLinks is false (then a link answers kLink). A missing entry is

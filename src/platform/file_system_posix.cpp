@@ -174,6 +174,7 @@ std::error_code Stat(std::wstring_view path, FileInfo& info, bool followLinks) {
     info.ctimeNs = Nanoseconds(st.st_ctim);
     info.inode = static_cast<std::uint64_t>(st.st_ino);
     info.device = static_cast<std::uint64_t>(st.st_dev);
+    info.links = static_cast<std::uint64_t>(st.st_nlink);
     info.mode = static_cast<std::uint32_t>(st.st_mode & 07777);
     return {};
 }

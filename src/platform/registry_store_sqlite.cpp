@@ -309,12 +309,20 @@ struct RegistryHive::Impl {
                                    : StatusOf(rc);
     }
 
+    // What a miss under key means: the name is not there, or key itself was deleted.
+    LONG Missing(RegKeyId key, LONG notFound) {
+        const LONG r = KeyExists(key);
+        return r == ERROR_SUCCESS ? notFound : r;
+    }
+
     LONG Walk(RegKeyId from, const RegPath& path, RegKeyId& id, RegKeyId* parent = nullptr) {
         LONG r = path.empty() ? KeyExists(from) : ERROR_SUCCESS;
         RegKeyId at = from, above = 0;
         for (std::size_t i = 0; r == ERROR_SUCCESS && i < path.size(); ++i) {
             above = at;
             r = FindChild(above, path[i], at);
+            if (r == ERROR_FILE_NOT_FOUND && i == 0)
+                r = Missing(from, r);
         }
         if (r == ERROR_SUCCESS) {
             id = at;
@@ -388,7 +396,11 @@ struct RegistryHive::Impl {
         BindText(s, 2, bytes);
         BindText(s, 3, fold);
         sqlite3_bind_int64(s, 4, type);
-        sqlite3_bind_blob(s, 5, data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
+        // An empty value has no bytes and maybe no pointer; a null pointer would bind NULL.
+        if (data.empty())
+            sqlite3_bind_zeroblob(s, 5, 0);
+        else
+            sqlite3_bind_blob(s, 5, data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
         return StatusOf(sqlite3_step(s));
     }
 
@@ -400,7 +412,7 @@ struct RegistryHive::Impl {
         const int rc = sqlite3_step(s);
         if (rc != SQLITE_DONE)
             return StatusOf(rc);
-        return sqlite3_changes(db) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+        return sqlite3_changes(db) ? ERROR_SUCCESS : Missing(key, ERROR_FILE_NOT_FOUND);
     }
 
     LONG RemoveTree(RegKeyId id) {
@@ -595,7 +607,7 @@ LONG RegistryHive::QueryValue(RegKeyId key, std::wstring_view name, DWORD& type,
     BindText(s, 2, fold);
     const int rc = sqlite3_step(s);
     if (rc != SQLITE_ROW)
-        return rc == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : StatusOf(rc);
+        return rc == SQLITE_DONE ? impl_->Missing(key, ERROR_FILE_NOT_FOUND) : StatusOf(rc);
     type = static_cast<DWORD>(sqlite3_column_int64(s, 0));
     const void* blob = sqlite3_column_blob(s, 1);
     data.assign(static_cast<const char*>(blob),
@@ -642,7 +654,7 @@ LONG RegistryHive::EnumKey(RegKeyId key, DWORD index, RegEnumCursor& cursor, std
         sqlite3_bind_int64(s, 2, index);
     const int rc = sqlite3_step(s);
     if (rc != SQLITE_ROW)
-        return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : StatusOf(rc);
+        return rc == SQLITE_DONE ? impl_->Missing(key, ERROR_NO_MORE_ITEMS) : StatusOf(rc);
     name = ColumnName(s, 0);
     className = ColumnName(s, 1);
     lastWrite = sqlite3_column_int64(s, 2);
@@ -666,7 +678,7 @@ LONG RegistryHive::EnumValue(RegKeyId key, DWORD index, RegEnumCursor& cursor, s
     sqlite3_bind_int64(s, 2, next ? cursor.row : static_cast<std::int64_t>(index));
     const int rc = sqlite3_step(s);
     if (rc != SQLITE_ROW)
-        return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : StatusOf(rc);
+        return rc == SQLITE_DONE ? impl_->Missing(key, ERROR_NO_MORE_ITEMS) : StatusOf(rc);
     name = ColumnName(s, 0);
     type = static_cast<DWORD>(sqlite3_column_int64(s, 1));
     const void* blob = sqlite3_column_blob(s, 2);
