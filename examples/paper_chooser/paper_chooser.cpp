@@ -2,6 +2,7 @@
 // papers first, a size typed by the user matched against the catalogue (either way round),
 // and a custom paper added when nothing matches. The catalogue is the user's "PaperTypes.xml";
 // Shutdown writes the changes back.
+#include <tlvutl/eq_parser.h>
 #include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
 #include <tlvutl/paper.h>
@@ -17,7 +18,7 @@ constexpr int kMillimetre = 2;
 bool TypedSize(const wchar_t* text, int& size) {
     WUnit& units = WUnit::GetDefaultWUnit();
     double mm = 0;
-    if (!units.StringToValue(kMillimetre, text, mm, 0, DRG_DEG))
+    if (!units.StringToValue(kMillimetre, text, mm, WEQ_ALL, DRG_DEG))
         return false;
     size = static_cast<int>(units.ConvertFromUnitTo10thMicron(kMillimetre, mm, -1.0) + 0.5);
     return true;
