@@ -251,6 +251,7 @@ int RunTour(const Args& args) {
     TourFolders();
     TourUnits();
     TourXml();
+    TourDirectoryTracker();
     return kOk;
 }
 

@@ -41,6 +41,9 @@ bool ParseUnitArgument(const std::string& text, int& unit);
 void PrintFolders(std::ostream& out, bool all);
 int RunReg(const Args& args);
 int RunXml(const Args& args);
+int RunWatch(const Args& args);
+// The tour's stop: one change reported by the directory tracker.
+void TourDirectoryTracker();
 
 } // namespace tlvtool
 

@@ -34,6 +34,10 @@ const std::vector<Command>& Commands() {
          "  xml delete FILE PATH\n  xml validate FILE SCHEMA.xsd\n"
          "  xml transform FILE STYLESHEET [OUT]",
          RunXml},
+        {"watch", "print a line each time a folder changes, until interrupted",
+         "[--subtree] [--filter NAME,...] FOLDER...\n"
+         "  NAME: file-name, dir-name, attributes, size, last-write, security, all (default)",
+         RunWatch},
     };
     return commands;
 }
