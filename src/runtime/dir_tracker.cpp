@@ -267,9 +267,24 @@ void DirectoryTracker::_TrackChanges() {
     }
 }
 
-DirectoryTracker& GlobalDirectoryTracker() {
-    static DirectoryTracker tracker;
-    return tracker;
+namespace {
+
+std::atomic<bool> g_globalGone{false};
+
+// Marks the process's tracker gone before it is destroyed at exit, so that an owning handle
+// destroyed later (a host's static) finds nothing to stop instead of a destroyed tracker.
+struct GlobalTracker {
+    DirectoryTracker tracker;
+    ~GlobalTracker() { g_globalGone.store(true); }
+};
+
+} // namespace
+
+DirectoryTracker* GlobalDirectoryTracker() {
+    if (g_globalGone.load())
+        return nullptr;
+    static GlobalTracker global;
+    return &global.tracker;
 }
 
 } // namespace tlv::runtime

@@ -8,18 +8,20 @@
 
 namespace {
 
-std::atomic<tlv::runtime::DirectoryTracker*> g_made{nullptr};
+std::atomic<bool> g_made{false};
 
-tlv::runtime::DirectoryTracker& Tracker() {
-    tlv::runtime::DirectoryTracker& tracker = tlv::runtime::GlobalDirectoryTracker();
-    g_made.store(&tracker, std::memory_order_release);
+tlv::runtime::DirectoryTracker* Tracker() {
+    tlv::runtime::DirectoryTracker* tracker = tlv::runtime::GlobalDirectoryTracker();
+    g_made.store(true);
     return tracker;
 }
 
 // The last UTLUninitialize stops all tracking; a process that never tracked has nothing to
 // stop and makes no tracker for it.
 void StopAllTracking() {
-    if (auto* tracker = g_made.load(std::memory_order_acquire))
+    if (!g_made.load())
+        return;
+    if (auto* tracker = tlv::runtime::GlobalDirectoryTracker())
         tracker->_StopTrackingAnyChanges();
 }
 
@@ -42,7 +44,10 @@ CDirectoriesChangesTracker::TrackChangeIn(const CString& folder, int watchSubtre
 HANDLE CDirectoriesChangesTracker::TrackChangeRaw(const CString& folder, int watchSubtree,
                                                   DWORD filter, std::function<void()> callback,
                                                   BlameTracker blame) {
-    return Tracker()._TrackChangeIn(
+    auto* tracker = Tracker();
+    if (!tracker)
+        return INVALID_HANDLE_VALUE;
+    return tracker->_TrackChangeIn(
         std::wstring(folder.GetString(), static_cast<std::size_t>(folder.GetLength())),
         watchSubtree, filter, std::move(callback), blame);
 }
@@ -50,17 +55,21 @@ HANDLE CDirectoriesChangesTracker::TrackChangeRaw(const CString& folder, int wat
 void CDirectoriesChangesTracker::StopTrackingChangeIn(HANDLE handle) {
     if (!handle || handle == INVALID_HANDLE_VALUE)
         return;
-    Tracker()._StopTrackingChangeIn(handle);
+    if (auto* tracker = Tracker())
+        tracker->_StopTrackingChangeIn(handle);
 }
 
 void CDirectoriesChangesTracker::StopTrackingAnyChanges() {
-    Tracker()._StopTrackingAnyChanges();
+    if (auto* tracker = Tracker())
+        tracker->_StopTrackingAnyChanges();
 }
 
 void CDirectoriesChangesTracker::AppStarted() {
-    Tracker().AppStarted();
+    if (auto* tracker = Tracker())
+        tracker->AppStarted();
 }
 
 void CDirectoriesChangesTracker::AppShuttingDown() {
-    Tracker().AppShuttingDown();
+    if (auto* tracker = Tracker())
+        tracker->AppShuttingDown();
 }

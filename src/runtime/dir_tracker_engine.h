@@ -109,8 +109,8 @@ private:
     std::uint64_t m_stopsSeen = 0;
 };
 
-// The process's tracker, made on first use.
-DirectoryTracker& GlobalDirectoryTracker();
+// The process's tracker, made on first use; null once it has been destroyed at exit.
+DirectoryTracker* GlobalDirectoryTracker();
 
 } // namespace tlv::runtime
 

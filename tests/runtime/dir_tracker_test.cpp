@@ -359,7 +359,7 @@ TEST_F(Tracker, ManyThreadsRegisteringWhileFilesChangeLoseNoCallback) {
 // ---- The exported class on the process's tracker ----------------------------------------------
 
 TEST_F(Tracker, ExportedHandleOwnsTheRegistration) {
-    DirectoryTracker& global = tlv::runtime::GlobalDirectoryTracker();
+    DirectoryTracker& global = *tlv::runtime::GlobalDirectoryTracker();
     CDirectoriesChangesTracker::AppStarted();
     auto hits = std::make_shared<Hits>();
     const fs::path d = Dir("exporté");
@@ -380,7 +380,7 @@ TEST_F(Tracker, ExportedHandleOwnsTheRegistration) {
 }
 
 TEST_F(Tracker, LastUninitializeStopsAllTracking) {
-    DirectoryTracker& global = tlv::runtime::GlobalDirectoryTracker();
+    DirectoryTracker& global = *tlv::runtime::GlobalDirectoryTracker();
     CDirectoriesChangesTracker::AppStarted();
     UTLInitialize();
     UTLInitialize();
