@@ -2,7 +2,7 @@
 #include <tlvutl/profile.h>
 
 #include "environment/profile_document.h"
-#include "platform/atomic_file.h"
+#include "platform/file_system.h"
 
 #include <benchmark/benchmark.h>
 
@@ -48,8 +48,8 @@ void BM_LookupReparsing(benchmark::State& state) {
     constexpr int kReparsed = 1000; // 100,000 would take minutes; the rate is what matters
     for (auto _ : state)
         for (int i = 0; i < kReparsed; ++i) {
-            std::string bytes, error;
-            tlv::platform::ReadWholeFile(file, bytes, error);
+            std::string bytes;
+            tlv::platform::ReadWholeFile(file, bytes);
             const auto doc = tlv::environment::ProfileDocument::Parse(bytes);
             benchmark::DoNotOptimize(doc.Value(L"config", L"key500"));
         }

@@ -39,6 +39,7 @@
 #include <tlvutl/wintypes.h>
 
 #include <string>
+#include <string_view>
 
 #ifndef _WIN32
 /* Predefined roots, with their Windows values (sign-extended 32-bit constants). */
@@ -177,6 +178,14 @@ TLVUTL_API LONG RegQueryInfoKeyW(HKEY hKey, LPWSTR lpClass, LPDWORD lpcchClass, 
 TLVUTL_API LONG RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey);
 TLVUTL_API LONG RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName);
 TLVUTL_API LONG RegCloseKey(HKEY hKey);
+
+// The predefined roots by name. Full names ("HKEY_CURRENT_USER") always match; with
+// abbreviations, the short forms of the command line ("HKCU", "HKLM", "HKCR", "HKU", "HKCC",
+// "HKPD") do too; ignoreCase compares ASCII letters without case. Null when nothing matches.
+TLVUTL_API HKEY RegistryRootFromName(std::wstring_view name, bool ignoreCase = false,
+                                     bool abbreviations = false);
+// The full name of a predefined root; null for any other handle.
+TLVUTL_API const wchar_t* RegistryRootName(HKEY root);
 
 // Replaces each %NAME% whose variable is set (looked up exactly, then ignoring case) by its
 // value and leaves other percent signs as they are. Returns the characters needed including

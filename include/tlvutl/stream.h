@@ -10,7 +10,6 @@
 #include <tlvutl/export.h>
 #include <tlvutl/wintypes.h>
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -53,8 +52,9 @@ public:
     bool Flush();
 
 private:
-    explicit FileStream(std::FILE* file) : file_(file) {}
-    std::FILE* file_;
+    struct Impl;
+    explicit FileStream(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> impl_;
 };
 
 // A stream over a growable block of memory, positioned at its start.

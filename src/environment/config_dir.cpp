@@ -4,9 +4,9 @@
 #include <tlvutl/registry.h>
 
 #include "folder_roots.h"
+#include "platform/file_system.h"
 
 #include <cstdlib>
-#include <filesystem>
 
 namespace tlv::environment {
 
@@ -26,10 +26,9 @@ namespace TlvUtl {
 bool RegisterDefaultInstallation(bool replace) {
     const CString key = INIGetRegistryProductKey();
     const std::wstring recorded = tlv::environment::ReadConfigDir(key.str());
-    std::error_code ec;
     // A recorded installation that is gone (a removed build tree, an uninstalled copy) is
     // replaced too.
-    if (!replace && !recorded.empty() && std::filesystem::is_directory(recorded, ec))
+    if (!replace && !recorded.empty() && tlv::platform::IsDirectory(recorded))
         return true;
     const std::wstring config =
         tlv::environment::CombinePath(tlv::environment::BundledInstallation(), L"Config");

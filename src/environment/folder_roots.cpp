@@ -1,9 +1,9 @@
 #include "folder_roots.h"
 
 #include "platform/console.h"
+#include "platform/file_system.h"
 #include "platform/module_loader.h"
 
-#include <filesystem>
 #include <map>
 
 namespace tlv::environment {
@@ -52,18 +52,13 @@ std::wstring WithSeparator(std::wstring path) {
 }
 
 std::wstring CombinePath(const std::wstring& base, const std::wstring& sub) {
-    std::filesystem::path p(base);
-    if (!sub.empty())
-        p /= sub;
-    std::wstring normal = p.lexically_normal().wstring();
-    if (normal == L".")
-        normal.clear();
-    return WithSeparator(normal);
+    return WithSeparator(tlv::platform::JoinPath(base, sub));
 }
 
 void CreateFolders(const std::wstring& path) {
-    std::error_code ec;
-    std::filesystem::create_directories(path, ec); // failure is not reported; the path stands
+    // A folder that cannot be made is not reported here: the path stands, and whoever
+    // writes into it meets the reason.
+    tlv::platform::CreateDirectories(path);
 }
 
 } // namespace tlv::environment

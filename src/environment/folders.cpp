@@ -4,6 +4,7 @@
 
 #include "config_dir.h"
 #include "folder_roots.h"
+#include "frame/install_data_folder.h"
 #include "platform/special_folders.h"
 #include "user_config_seeding.h"
 
@@ -31,6 +32,13 @@ CString UserFolder(const std::wstring& base, const std::wstring& sub) {
 CString InstallFolder(const CString& base, const wchar_t* sub) {
     return CString(CombinePath(base.str(), sub));
 }
+
+// The GUID map of the frame is read from the installation's data folder.
+std::wstring InstallDataFolder() {
+    return INIGetDataDir().str();
+}
+const bool g_dataFolderProvided =
+    (tlv::frame::SetDefaultInstallDataFolderProvider(&InstallDataFolder), true);
 
 } // namespace
 

@@ -3,6 +3,8 @@
 #include <tlvutl/folders.h>
 #include <tlvutl/profile.h>
 
+#include "platform/file_system.h"
+
 #include <atomic>
 #include <cstdio>
 #include <string>
@@ -77,15 +79,14 @@ int INISetCustomUnit(int index, LPCWSTR line) {
 int UTLCreateUnicodeIniFile(LPCWSTR fileName) {
     if (!fileName)
         return 0;
-    // "x": create only when the file does not exist; an existing file is never truncated.
-    std::FILE* f = std::fopen(TlvUtils::ToUtf8(fileName).c_str(), "wbx");
-    if (!f)
+    // Created only when the file does not exist; an existing file is never truncated.
+    tlv::platform::File f;
+    if (f.Open(fileName, tlv::platform::File::Mode::kCreateNew))
         return 0;
-    static const char kBom[] = {'\xFF', '\xFE'};
-    const std::string header =
+    const std::string bytes =
+        "\xFF\xFE" +
         TlvUtils::ToUtf16LE(L"; Please do not remove! This line is required by Winnt4.\r\n\r\n");
-    const bool bom = std::fwrite(kBom, 1, sizeof kBom, f) == sizeof kBom;
-    const bool line = std::fwrite(header.data(), 1, header.size(), f) == header.size();
-    const bool closed = std::fclose(f) == 0;
-    return bom && line && closed ? 1 : 0;
+    const bool written = !f.Write(bytes.data(), bytes.size());
+    const bool closed = !f.Close();
+    return written && closed ? 1 : 0;
 }

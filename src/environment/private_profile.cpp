@@ -2,7 +2,7 @@
 // lock-read-modify-replace for writes.
 #include <tlvutl/profile.h>
 
-#include "platform/atomic_file.h"
+#include "platform/file_system.h"
 #include "profile_document.h"
 
 #include <chrono>
@@ -23,8 +23,25 @@ using DocumentPtr = std::shared_ptr<const ProfileDocument>;
 // (all three write arguments null) drops it.
 constexpr std::chrono::microseconds kRecheckInterval{1000};
 
+// What tells that a file changed: another inode (a replaced file), size or time.
+struct FileStamp {
+    bool exists = false;
+    std::int64_t mtimeNs = 0;
+    std::int64_t size = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t device = 0;
+    friend bool operator==(const FileStamp&, const FileStamp&) = default;
+};
+
+FileStamp StatFile(std::wstring_view path) {
+    tlv::platform::FileInfo info;
+    if (tlv::platform::Stat(path, info) || info.kind != tlv::platform::FileKind::kFile)
+        return FileStamp();
+    return FileStamp{true, info.mtimeNs, info.size, info.inode, info.device};
+}
+
 struct CacheEntry {
-    tlv::platform::FileStamp stamp;
+    FileStamp stamp;
     std::chrono::steady_clock::time_point checked;
     DocumentPtr document;
 };
@@ -53,7 +70,7 @@ DocumentPtr Load(LPCWSTR file) {
         if (it != Cache().end() && now - it->second.checked < kRecheckInterval)
             return it->second.document;
     }
-    const tlv::platform::FileStamp stamp = tlv::platform::StatFile(path);
+    const FileStamp stamp = StatFile(path);
     {
         std::lock_guard<std::mutex> g(g_cacheMutex);
         auto it = Cache().find(path);
@@ -62,8 +79,8 @@ DocumentPtr Load(LPCWSTR file) {
             return it->second.document;
         }
     }
-    std::string bytes, error;
-    if (!stamp.exists || !tlv::platform::ReadWholeFile(std::wstring(path), bytes, error))
+    std::string bytes;
+    if (!stamp.exists || tlv::platform::ReadWholeFile(path, bytes))
         bytes.clear();
     auto document = std::make_shared<const ProfileDocument>(ProfileDocument::Parse(bytes));
     std::lock_guard<std::mutex> g(g_cacheMutex);
@@ -83,15 +100,17 @@ template <class Edit> BOOL Modify(const std::wstring& path, Edit edit) {
     tlv::platform::PathLock lock(path);
     if (!lock.Locked())
         return FALSE;
-    std::string bytes, error;
-    if (!tlv::platform::ReadWholeFile(path, bytes, error))
-        return FALSE;
+    std::string bytes;
+    const std::error_code readError = tlv::platform::ReadWholeFile(path, bytes);
+    if (readError && readError != std::errc::no_such_file_or_directory)
+        return FALSE; // a missing file is written new; one that cannot be read is left alone
     ProfileDocument document = ProfileDocument::Parse(bytes);
     if (!edit(document))
         return TRUE;
-    const bool ok = tlv::platform::WriteFileAtomically(path, document.Serialize(), error);
+    const std::error_code writeError =
+        tlv::platform::WriteFileAtomically(path, document.Serialize());
     Forget(path);
-    return ok ? TRUE : FALSE;
+    return writeError ? FALSE : TRUE;
 }
 
 // Copies a NUL-separated list into out with the truncation rule of the profile functions.

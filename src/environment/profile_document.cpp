@@ -1,5 +1,7 @@
 #include "profile_document.h"
 
+#include "core/case_fold.h"
+
 #include <tlvutl/encoding.h>
 
 #include <cwctype>
@@ -25,9 +27,7 @@ std::wstring Trim(std::wstring_view s) {
 }
 
 wchar_t Fold(wchar_t c) {
-    if (c < 0x80)
-        return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
-    return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+    return tlv::core::FoldLower(c);
 }
 
 std::wstring_view Dequote(std::wstring_view v) {

@@ -5,12 +5,11 @@
 
 #include "reg_file.h"
 
-#include "../platform/registry_raw.h"
+#include "platform/file_system.h"
+#include "platform/registry_raw.h"
 
 #include <cstdio>
 #include <cwchar>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 
@@ -24,10 +23,7 @@ using tlv::platform::RegPath;
 constexpr wchar_t kHeader[] = L"Windows Registry Editor Version 5.00";
 constexpr std::size_t kWrapColumn = 76;
 
-const wchar_t* const kRoots[] = {L"HKEY_CLASSES_ROOT",     L"HKEY_CURRENT_USER",
-                                 L"HKEY_LOCAL_MACHINE",    L"HKEY_USERS",
-                                 L"HKEY_PERFORMANCE_DATA", L"HKEY_CURRENT_CONFIG"};
-
+// Roots are kept by index (their offset from the first predefined handle) to order them.
 HKEY RootHandle(int index) {
     return reinterpret_cast<HKEY>(reinterpret_cast<std::uintptr_t>(HKEY_CLASSES_ROOT) +
                                   static_cast<std::uintptr_t>(index));
@@ -35,15 +31,15 @@ HKEY RootHandle(int index) {
 
 // Index of a root name, ignoring case as hand-edited files may; -1 if unknown.
 int RootIndex(std::wstring_view name) {
-    for (int i = 0; i < 6; ++i) {
-        const std::wstring_view root(kRoots[i]);
-        if (root.size() == name.size() &&
-            std::equal(root.begin(), root.end(), name.begin(), [](wchar_t a, wchar_t b) {
-                return a == (b >= L'a' && b <= L'z' ? b - 32 : b);
-            }))
-            return i;
-    }
-    return -1;
+    const HKEY root = TlvUtl::RegistryRootFromName(name, true);
+    if (!root)
+        return -1;
+    return static_cast<int>(reinterpret_cast<std::uintptr_t>(root) -
+                            reinterpret_cast<std::uintptr_t>(HKEY_CLASSES_ROOT));
+}
+
+const wchar_t* RootName(int index) {
+    return TlvUtl::RegistryRootName(RootHandle(index));
 }
 
 // "what: description", naming the database file when it is the file that failed.
@@ -453,37 +449,23 @@ LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName, std::wstring
     if (r != ERROR_SUCCESS)
         return r;
 
-    // Written aside and renamed, so an existing file is replaced whole or not at all.
-    const std::filesystem::path file(TlvUtils::ToUtf8(fileName));
-    std::filesystem::path temp = file;
-    temp += ".tmp";
-    {
-        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        out << "\xFF\xFE" << TlvUtils::ToUtf16LE(text);
-        out.flush();
-        if (!out)
-            return Fail(error, ERROR_REGISTRY_IO_FAILED,
-                        L"cannot write " + TlvUtils::FromUtf8(temp.string()));
-    }
-    std::error_code ec;
-    std::filesystem::rename(temp, file, ec);
-    if (ec) {
-        std::filesystem::remove(temp, ec);
-        return Fail(error, ERROR_REGISTRY_IO_FAILED, L"cannot write " + std::wstring(fileName));
-    }
+    // An existing file is replaced whole or not at all.
+    if (const std::error_code ec =
+            tlv::platform::WriteFileAtomically(fileName, "\xFF\xFE" + TlvUtils::ToUtf16LE(text)))
+        return Fail(error, static_cast<LONG>(tlv::platform::Win32Error(ec, fileName)),
+                    L"cannot write " + std::wstring(fileName) + L": " +
+                        TlvUtils::FromUtf8(tlv::platform::Describe(ec, fileName)));
     return ERROR_SUCCESS;
 }
 
 LONG RegImportFile(const wchar_t* fileName, std::wstring* error) {
     if (!fileName)
         return Fail(error, ERROR_INVALID_PARAMETER, L"no file name given");
-    const std::filesystem::path file(TlvUtils::ToUtf8(fileName));
-    std::ifstream in(file, std::ios::binary);
-    if (!in)
-        return Fail(error, ERROR_FILE_NOT_FOUND, L"cannot open " + std::wstring(fileName));
-    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad())
-        return Fail(error, ERROR_REGISTRY_IO_FAILED, L"cannot read " + std::wstring(fileName));
+    std::string bytes;
+    if (const std::error_code ec = tlv::platform::ReadWholeFile(fileName, bytes))
+        return Fail(error, static_cast<LONG>(tlv::platform::Win32Error(ec, fileName)),
+                    L"cannot read " + std::wstring(fileName) + L": " +
+                        TlvUtils::FromUtf8(tlv::platform::Describe(ec, fileName)));
 
     std::map<int, std::vector<RegChange>> changes;
     std::wstring problem;
@@ -497,12 +479,12 @@ LONG RegImportFile(const wchar_t* fileName, std::wstring* error) {
             RegQueryInfoKeyW(RootHandle(root), nullptr, nullptr, nullptr, &ignored, nullptr,
                              nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
         if (r != ERROR_SUCCESS)
-            return Fail(error, r, Problem(root, kRoots[root], r));
+            return Fail(error, r, Problem(root, RootName(root), r));
     }
     for (const auto& [root, list] : changes) {
         const LONG r = tlv::platform::RegApplyChanges(RootHandle(root), list);
         if (r != ERROR_SUCCESS)
-            return Fail(error, r, Problem(root, kRoots[root], r));
+            return Fail(error, r, Problem(root, RootName(root), r));
     }
     return ERROR_SUCCESS;
 }

@@ -2,7 +2,7 @@
 #ifndef TLVUTL_ENVIRONMENT_REG_FILE_H
 #define TLVUTL_ENVIRONMENT_REG_FILE_H
 
-#include "../platform/registry_store.h"
+#include "platform/registry_store.h"
 
 #include <map>
 #include <string>

@@ -1,40 +1,15 @@
 #include "user_config_seeding.h"
 
-#include "platform/special_folders.h"
-
-#include <filesystem>
+#include "platform/file_system.h"
 
 namespace tlv::environment {
-namespace {
-
-namespace fs = std::filesystem;
-
-void CopyTree(const fs::path& from, const fs::path& to) {
-    std::error_code ec;
-    for (fs::directory_iterator it(from, ec), end; !ec && it != end; it.increment(ec)) {
-        const fs::path target = to / it->path().filename();
-        if (it->is_directory(ec)) {
-            fs::create_directories(target, ec);
-            CopyTree(it->path(), target);
-            continue;
-        }
-        std::error_code copyError;
-        fs::copy_file(it->path(), target, fs::copy_options::overwrite_existing, copyError);
-        if (copyError)
-            continue;
-        // Installed files are often read-only; the user's copy must be editable. (The archive
-        // attribute the Windows build also sets has no POSIX counterpart.)
-        tlv::platform::MakeWritableByOwner(target.wstring());
-    }
-}
-
-} // namespace
 
 void SeedUserConfig(const std::wstring& userConfig, const std::wstring& installConfig) {
-    std::error_code ec;
-    if (fs::exists(fs::path(userConfig) / "talvoapp.ini", ec) || installConfig.empty())
+    if (installConfig.empty() || platform::Exists(platform::JoinPath(userConfig, L"talvoapp.ini")))
         return;
-    CopyTree(installConfig, userConfig);
+    // Installed files are often read-only; the tree copy makes the user's copies editable.
+    // (The archive attribute the Windows build also sets has no POSIX counterpart.)
+    platform::CopyTree(installConfig, userConfig);
 }
 
 } // namespace tlv::environment

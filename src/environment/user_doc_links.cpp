@@ -3,33 +3,28 @@
 #include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
 
-#include <filesystem>
+#include "platform/file_system.h"
 
-namespace {
-
-namespace fs = std::filesystem;
-
-bool SameFolder(const fs::path& a, const fs::path& b) {
-    std::error_code ec;
-    return fs::equivalent(a, b, ec);
-}
-
-} // namespace
+namespace fs = tlv::platform;
 
 void INIEnsureUserDocFilesExist() {
-    const fs::path samples(INIGetAppSamplesDir().str());
-    std::error_code ec;
-    if (!fs::is_directory(samples, ec))
+    const std::wstring samples = INIGetAppSamplesDir().str();
+    if (!fs::IsDirectory(samples))
         return;
-    const fs::path documents(GetUserDocumentsTalvoDir().str());
+    const std::wstring documents = GetUserDocumentsTalvoDir().str();
     // "<application> Samples": the application's name and the localised caption.
-    const fs::path link =
-        documents / (WAppSkinSettingData::GetAppUIName() + L" " + UTLLoadStringEx(19820)).str();
-    if (fs::is_symlink(fs::symlink_status(link, ec)))
+    const std::wstring link = fs::JoinPath(
+        documents, (WAppSkinSettingData::GetAppUIName() + L" " + UTLLoadStringEx(19820)).str());
+    fs::FileInfo info;
+    if (!fs::Stat(link, info, false) && info.kind == fs::FileKind::kLink)
         return;
-    for (fs::directory_iterator it(documents, ec), end; !ec && it != end; it.increment(ec))
-        if (it->is_symlink(ec) && SameFolder(it->path(), samples))
-            return;
-    fs::create_directories(documents, ec);
-    fs::create_directory_symlink(samples, link, ec);
+    // A link the user renamed still counts.
+    std::vector<fs::DirEntry> entries;
+    if (!fs::ListDirectory(documents, entries))
+        for (const fs::DirEntry& e : entries)
+            if (e.kind == fs::FileKind::kLink &&
+                fs::SameFile(fs::JoinPath(documents, e.name), samples))
+                return;
+    fs::CreateDirectories(documents);
+    fs::CreateFolderLink(samples, link);
 }

@@ -1,7 +1,7 @@
 #include <tlvutl/encoding.h>
 #include <tlvutl/registry.h>
 
-#include "../platform/registry_raw.h"
+#include "platform/registry_raw.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -22,25 +22,6 @@ namespace {
 
 constexpr DWORD kTextBytes = 2 * MAX_PATH; // a 260-character text buffer, in UTF-16 bytes
 constexpr DWORD kReadWrite = KEY_READ | KEY_WRITE;
-
-struct RootName {
-    const wchar_t* name;
-    HKEY key;
-};
-
-// Tried in this order; exact and case-sensitive, as callers' paths have always been written.
-const RootName* RootNames(std::size_t& count) {
-    static const RootName names[] = {
-        {L"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},
-        {L"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-        {L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
-        {L"HKEY_USERS", HKEY_USERS},
-        {L"HKEY_CURRENT_CONFIG", HKEY_CURRENT_CONFIG},
-        {L"HKEY_PERFORMANCE_DATA", HKEY_PERFORMANCE_DATA},
-    };
-    count = sizeof names / sizeof names[0];
-    return names;
-}
 
 // Paths are worked on in MAX_PATH buffers. A longer path is refused rather than cut, since
 // a cut path may well name another, existing key.
@@ -183,25 +164,14 @@ int WUTLRegistry::HelperParseRootFromSubKey(wchar_t* buffer, HKEY& root) {
 }
 
 int WUTLRegistry::HelperGetHKeyConstant(const wchar_t* name, HKEY& root) {
-    std::size_t count = 0;
-    const RootName* names = RootNames(count);
-    for (std::size_t i = 0; name && i < count; ++i) {
-        if (std::wcscmp(name, names[i].name) == 0) {
-            root = names[i].key;
-            return 1;
-        }
-    }
-    root = nullptr;
-    return 0;
+    // Exact and case-sensitive, as callers' paths have always been written.
+    root = name ? TlvUtl::RegistryRootFromName(name) : nullptr;
+    return root ? 1 : 0;
 }
 
 CString WUTLRegistry::HelperGetString(HKEY root) {
-    std::size_t count = 0;
-    const RootName* names = RootNames(count);
-    for (std::size_t i = 0; i < count; ++i)
-        if (names[i].key == root)
-            return names[i].name;
-    return CString();
+    const wchar_t* name = TlvUtl::RegistryRootName(root);
+    return name ? CString(name) : CString();
 }
 
 LONG WUTLRegistry::IsValid() {

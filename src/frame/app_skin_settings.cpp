@@ -1,7 +1,7 @@
 #include <tlvutl/frame.h>
 #include <tlvutl/singleton.h>
 
-#include "../platform/module_loader.h"
+#include "platform/module_loader.h"
 #include "teardown.h"
 
 #include <mutex>

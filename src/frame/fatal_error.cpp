@@ -5,8 +5,9 @@
 #include <tlvutl/frame.h>
 #include <tlvutl/messages.h>
 
-#include "../platform/console.h"
-#include "../platform/module_loader.h"
+#include "core/case_fold.h"
+#include "platform/console.h"
+#include "platform/module_loader.h"
 
 #include <cstdlib>
 #include <cwchar>
@@ -46,7 +47,7 @@ void UIMSG_FatalError(UINT code, const wchar_t* sourceFile, UINT line, const wch
     if (wchar_t* cut = std::wcschr(file, L'.'))
         *cut = L'\0';
     for (wchar_t* p = file; *p; ++p)
-        *p = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(*p)));
+        *p = tlv::core::FoldUpper(*p);
 
     CString module = moduleName ? CString(moduleName) : CString();
     if (module.IsEmpty())

@@ -4,17 +4,17 @@
 // most significant), not in byte order; a file sorted any other way makes look-ups miss.
 // Loading validates the header against the file's size before it allocates, so a damaged
 // count can never ask for a huge block.
-#include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
 
+#include "install_data_folder.h"
 #include "library_state.h"
+#include "platform/file_system.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
-#include <fstream>
-#include <tlvutl/encoding.h>
 
 namespace {
 
@@ -45,15 +45,12 @@ uint32_t ReadU32(const unsigned char* b) {
 }
 
 // Reads one table of `count` records at `offset` into the sorted and the paired array.
-bool ReadTable(std::istream& in, std::uint64_t fileSize, uint32_t offset, int32_t count,
-               std::vector<GUID>& sorted, std::vector<GUID>& paired) {
+bool ReadTable(std::string_view file, uint32_t offset, int32_t count, std::vector<GUID>& sorted,
+               std::vector<GUID>& paired) {
     const std::uint64_t need = static_cast<std::uint64_t>(count) * kRecordBytes;
-    if (offset > fileSize || need > fileSize - offset)
+    if (offset > file.size() || need > file.size() - offset)
         return false;
-    in.seekg(static_cast<std::streamoff>(offset));
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(need));
-    if (need && !in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(need)))
-        return false;
+    const auto* bytes = reinterpret_cast<const unsigned char*>(file.data()) + offset;
     sorted.resize(static_cast<std::size_t>(count));
     paired.resize(static_cast<std::size_t>(count));
     for (int32_t i = 0; i < count; ++i) {
@@ -94,7 +91,9 @@ struct CGUIDMap {
 
 CGUIDMap g_map;
 
-TlvUtl::InstallDataFolderProvider g_provider = nullptr;
+// The host's provider, and the default one the folder getters install.
+std::atomic<TlvUtl::InstallDataFolderProvider> g_provider{nullptr};
+std::atomic<TlvUtl::InstallDataFolderProvider> g_defaultProvider{nullptr};
 
 } // namespace
 
@@ -115,23 +114,15 @@ int CompareGuids(const GUID& a, const GUID& b) {
 
 bool GuidMapFile::Load(const std::wstring& path) {
     engineSorted_.clear(), appForEngine_.clear(), appSorted_.clear(), engineForApp_.clear();
-    std::ifstream in(TlvUtils::ToUtf8(path), std::ios::binary);
-    if (!in)
+    std::string file;
+    if (tlv::platform::ReadWholeFile(path, file) || file.size() < 12)
         return false;
-    in.seekg(0, std::ios::end);
-    const std::streamoff end = in.tellg();
-    if (end < 0)
-        return false;
-    const std::uint64_t size = static_cast<std::uint64_t>(end);
-    in.seekg(0);
-    unsigned char header[12];
-    if (!in.read(reinterpret_cast<char*>(header), sizeof header))
-        return false;
+    const auto* header = reinterpret_cast<const unsigned char*>(file.data());
     const int32_t count = static_cast<int32_t>(ReadU32(header));
     const uint32_t offsetA = ReadU32(header + 4);
     const uint32_t offsetB = ReadU32(header + 8);
-    bool ok = count >= 0 && ReadTable(in, size, offsetA, count, engineSorted_, appForEngine_) &&
-              ReadTable(in, size, offsetB, count, appSorted_, engineForApp_);
+    bool ok = count >= 0 && ReadTable(file, offsetA, count, engineSorted_, appForEngine_) &&
+              ReadTable(file, offsetB, count, appSorted_, engineForApp_);
     if (!ok) {
         engineSorted_.clear(), appForEngine_.clear(), appSorted_.clear(), engineForApp_.clear();
         return false;
@@ -163,7 +154,8 @@ bool WriteGuidMapFile(const std::wstring& path, std::vector<std::pair<GUID, GUID
     const uint32_t count = static_cast<uint32_t>(pairs.size());
     const uint32_t offsetA = 12;
     const uint32_t offsetB = offsetA + count * static_cast<uint32_t>(kRecordBytes);
-    std::vector<unsigned char> bytes(12 + 2 * count * kRecordBytes);
+    std::string file(12 + 2 * count * kRecordBytes, '\0');
+    auto* bytes = reinterpret_cast<unsigned char*>(file.data());
     auto put32 = [&](std::size_t at, uint32_t v) {
         for (int i = 0; i < 4; ++i)
             bytes[at + static_cast<std::size_t>(i)] = static_cast<unsigned char>(v >> (8 * i));
@@ -175,11 +167,8 @@ bool WriteGuidMapFile(const std::wstring& path, std::vector<std::pair<GUID, GUID
         GuidToBytes(byApp[i].first, &bytes[offsetB + i * kRecordBytes]);
         GuidToBytes(byApp[i].second, &bytes[offsetB + i * kRecordBytes + kGuidBytes]);
     }
-    std::ofstream out(TlvUtils::ToUtf8(path), std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-    out.close();
-    return static_cast<bool>(out);
+    // A reader never sees half a map: the file is replaced whole.
+    return !tlv::platform::WriteFileAtomically(path, file);
 }
 
 bool ParseGuid(const std::wstring& text, GUID& out) {
@@ -221,12 +210,19 @@ void SetInstallDataFolderProvider(InstallDataFolderProvider provider) {
 
 std::wstring GetInstallDataFolder() {
     // The installation's Data folder, from the configuration folder the installer recorded.
-    return g_provider ? g_provider() : INIGetDataDir().str();
+    if (const auto provider = g_provider.load())
+        return provider();
+    const auto fallback = g_defaultProvider.load();
+    return fallback ? fallback() : std::wstring();
 }
 
 } // namespace TlvUtl
 
 namespace tlv::frame {
+
+void SetDefaultInstallDataFolderProvider(TlvUtl::InstallDataFolderProvider provider) {
+    g_defaultProvider = provider;
+}
 
 int LoadGuidMap() {
     if (g_map.loaded)

@@ -1,6 +1,6 @@
 #include <tlvutl/messages.h>
 
-#include "../platform/console.h"
+#include "platform/console.h"
 
 #include <atomic>
 

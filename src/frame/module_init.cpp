@@ -1,7 +1,7 @@
 // The module's entry point and its start-up and shut-down functions.
 #include <tlvutl/frame.h>
 
-#include "../platform/module_loader.h"
+#include "platform/module_loader.h"
 #include "i18n_bridge.h"
 #include "library_state.h"
 #include "teardown.h"

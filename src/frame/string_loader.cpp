@@ -6,7 +6,7 @@
 #include <tlvutl/frame.h>
 #include <tlvutl/messages.h>
 
-#include "../platform/module_loader.h"
+#include "platform/module_loader.h"
 #include "library_state.h"
 
 #include <algorithm>

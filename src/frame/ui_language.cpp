@@ -1,8 +1,8 @@
 #include "ui_language.h"
 
-#include "../platform/console.h"
-#include "../platform/module_loader.h"
-#include "../platform/user_language.h"
+#include "platform/console.h"
+#include "platform/module_loader.h"
+#include "platform/user_language.h"
 
 #include <mutex>
 

@@ -1,5 +1,7 @@
 #include "module_loader.h"
 
+#include "core/case_fold.h"
+
 #include <tlvutl/encoding.h>
 #include <tlvutl/string_table.h>
 
@@ -44,9 +46,7 @@ const TlvStringEntry* FindEntry(HMODULE module, unsigned id) {
 std::wstring PlatformModuleName(const std::wstring& name) {
     if (name.find(L'/') != std::wstring::npos)
         return name;
-    std::wstring lower = name;
-    for (wchar_t& c : lower)
-        c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+    const std::wstring lower = tlv::core::FoldLower(name);
     if (lower.size() > 4 && lower.compare(lower.size() - 4, 4, L".dll") == 0)
         return L"lib" + lower.substr(0, lower.size() - 4) + L".so";
     return name;

@@ -1,6 +1,8 @@
 // The Win32 registry functions on the library's store: handles, access rights, and the
 // conversion of string data between the stored UTF-16LE and four-byte wchar_t.
+#include "file_system.h"
 #include "registry_raw.h"
+#include "special_folders.h"
 
 #include "console.h"
 
@@ -9,10 +11,8 @@
 
 #include <atomic>
 #include <cstring>
-#include <filesystem>
 #include <mutex>
 #include <pthread.h>
-#include <pwd.h>
 #include <unistd.h>
 #include <unordered_map>
 
@@ -21,10 +21,11 @@ namespace {
 
 constexpr int kRootCount = 6;
 constexpr int kPerformanceData = 4;
-// Indexed by the low bits of the predefined handle values.
-const wchar_t* const kRootNames[kRootCount] = {L"HKEY_CLASSES_ROOT",     L"HKEY_CURRENT_USER",
-                                               L"HKEY_LOCAL_MACHINE",    L"HKEY_USERS",
-                                               L"HKEY_PERFORMANCE_DATA", L"HKEY_CURRENT_CONFIG"};
+// The predefined handles are consecutive values: a root's index is its offset from the first.
+HKEY RootAt(int index) {
+    return reinterpret_cast<HKEY>(reinterpret_cast<std::uintptr_t>(HKEY_CLASSES_ROOT) +
+                                  static_cast<std::uintptr_t>(index));
+}
 
 int RootIndex(HKEY key) {
     const auto value = reinterpret_cast<std::uintptr_t>(key);
@@ -135,18 +136,8 @@ private:
         std::wstring f = override_;
         if (f.empty())
             f = GetEnvironment("TLV_REGISTRY_DIR");
-        if (f.empty()) {
-            std::wstring data = GetEnvironment("XDG_DATA_HOME");
-            if (data.empty() || data[0] != L'/') {
-                std::wstring home = GetEnvironment("HOME");
-                if (home.empty()) {
-                    if (const passwd* pw = getpwuid(getuid()))
-                        home = TlvUtils::FromUtf8(pw->pw_dir);
-                }
-                data = home + L"/.local/share";
-            }
-            f = data + L"/tlvutl/registry";
-        }
+        if (f.empty())
+            f = DataHomeFolder() + L"/tlvutl/registry";
         if (f.back() != L'/')
             f += L'/';
         folder_ = f;
@@ -166,18 +157,16 @@ private:
             abandoned_.push_back(std::move(slot.hive));
         }
         if (!slot.hive) {
-            const std::filesystem::path folder(TlvUtils::ToUtf8(FolderLocked()));
-            std::error_code ec;
-            if (!std::filesystem::is_directory(folder, ec)) {
-                std::filesystem::create_directories(folder, ec);
-                if (ec)
+            const std::wstring folder = FolderLocked();
+            if (!IsDirectory(folder)) {
+                // The store holds the user's settings: only the user may read it.
+                if (const std::error_code ec = CreateDirectories(folder, 0700))
                     return ec == std::errc::permission_denied ? ERROR_ACCESS_DENIED
                                                               : ERROR_REGISTRY_IO_FAILED;
-                std::filesystem::permissions(folder, std::filesystem::perms::owner_all, ec);
             }
             LONG status = ERROR_SUCCESS;
             std::unique_ptr<RegistryHive> hive = RegistryHive::Open(
-                (folder / (TlvUtils::ToUtf8(kRootNames[root]) + ".db")).string(), status);
+                NativePath(folder + TlvUtl::RegistryRootName(RootAt(root)) + L".db"), status);
             if (!hive)
                 return status;
             slot.hive = std::move(hive);
@@ -636,7 +625,7 @@ std::wstring GetRegistryStoreFile(HKEY root) {
     const int i = RootIndex(root);
     if (i < 0 || i == kPerformanceData)
         return {};
-    return GetRegistryDirectory() + kRootNames[i] + L".db";
+    return GetRegistryDirectory() + RegistryRootName(root) + L".db";
 }
 
 } // namespace TlvUtl

@@ -1,4 +1,6 @@
 #include "registry_store.h"
+#include "file_system.h"
+#include "core/case_fold.h"
 
 #include <tlvutl/encoding.h>
 
@@ -8,7 +10,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <fstream>
 #include <locale.h>
 #include <mutex>
 #include <thread>
@@ -38,30 +39,10 @@ std::wstring NameFromBytes(const unsigned char* s, int n) {
                                                static_cast<std::size_t>(n > 0 ? n : 0)));
 }
 
-locale_t InvariantCType() {
-    static const locale_t loc = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
-    return loc;
-}
-
-// Simple one-to-one upper-casing of the Basic Multilingual Plane, as the registry compares
-// names; characters beyond it compare as they are.
-wchar_t FoldChar(wchar_t c) {
-    if (c < 0x80)
-        return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
-    if (static_cast<std::uint32_t>(c) > 0xFFFF || (c >= 0xD800 && c <= 0xDFFF))
-        return c;
-    const locale_t loc = InvariantCType();
-    if (!loc)
-        return c;
-    const wint_t u = towupper_l(static_cast<wint_t>(c), loc);
-    return static_cast<std::uint32_t>(u) <= 0xFFFF ? static_cast<wchar_t>(u) : c;
-}
-
+// Names are kept with their case and found by their upper-case form, as the registry
+// compares them.
 std::string FoldBytes(std::wstring_view name) {
-    std::wstring folded(name);
-    for (wchar_t& c : folded)
-        c = FoldChar(c);
-    return TlvUtils::ToWtf8(folded);
+    return TlvUtils::ToWtf8(tlv::core::FoldUpper(name));
 }
 
 std::int64_t NowFileTime() {
@@ -219,22 +200,19 @@ std::wstring ColumnName(sqlite3_stmt* s, int i) {
 }
 
 bool LooksLikeDatabase(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in)
+    File in;
+    if (in.Open(WidePath(file), File::Mode::kRead))
         return true; // missing: SQLite creates it
     char head[16] = {};
-    in.read(head, sizeof head);
-    const std::streamsize got = in.gcount();
+    std::size_t got = 0;
+    in.Read(head, sizeof head, got);
     return got == 0 || (got == 16 && std::memcmp(head, "SQLite format 3", 16) == 0);
 }
 
 } // namespace
 
 std::wstring FoldRegistryName(std::wstring_view name) {
-    std::wstring out(name);
-    for (wchar_t& c : out)
-        c = FoldChar(c);
-    return out;
+    return tlv::core::FoldUpper(name);
 }
 
 struct RegistryHive::Impl {

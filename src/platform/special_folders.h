@@ -10,9 +10,8 @@ namespace tlv::platform {
 std::wstring RoamingAppDataFolder();
 std::wstring DocumentsFolder();
 std::wstring PublicDocumentsFolder();
-// Makes the file writable by its owner (the read-only fix-up of files copied from an
-// installation); false when that failed.
-bool MakeWritableByOwner(const std::wstring& path);
+// Where programs keep the user's data files: $XDG_DATA_HOME, else ~/.local/share.
+std::wstring DataHomeFolder();
 
 } // namespace tlv::platform
 

@@ -1,12 +1,11 @@
 #include "special_folders.h"
 
 #include "console.h"
+#include "file_system.h"
 
 #include <tlvutl/encoding.h>
 
-#include <fstream>
 #include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tlv::platform {
@@ -16,26 +15,38 @@ std::wstring Home() {
     std::wstring home = GetEnvironment("HOME");
     if (home.empty())
         if (const passwd* pw = getpwuid(getuid()); pw && pw->pw_dir)
-            home = TlvUtils::FromUtf8(pw->pw_dir);
+            home = WidePath(pw->pw_dir);
     return home;
 }
 
+// An XDG variable holds an absolute path or is ignored.
+std::wstring XdgFolder(const char* variable, const wchar_t* fallback) {
+    const std::wstring v = GetEnvironment(variable);
+    return !v.empty() && v[0] == L'/' ? v : Home() + fallback;
+}
+
 std::wstring ConfigHome() {
-    const std::wstring v = GetEnvironment("XDG_CONFIG_HOME");
-    return !v.empty() && v[0] == L'/' ? v : Home() + L"/.config";
+    return XdgFolder("XDG_CONFIG_HOME", L"/.config");
 }
 
 // One entry of user-dirs.dirs: XDG_DOCUMENTS_DIR="$HOME/Documents".
 std::wstring UserDir(const char* key, const wchar_t* fallback) {
-    std::ifstream in(TlvUtils::ToUtf8(ConfigHome() + L"/user-dirs.dirs"));
+    std::string text;
+    if (ReadWholeFile(ConfigHome() + L"/user-dirs.dirs", text))
+        text.clear();
     const std::string prefix = std::string(key) + "=";
-    for (std::string line; std::getline(in, line);) {
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t end = text.find('\n', at);
+        if (end == std::string::npos)
+            end = text.size();
+        const std::string_view line(text.data() + at, end - at);
+        at = end + 1;
         if (line.rfind(prefix, 0) != 0)
             continue;
-        std::string v = line.substr(prefix.size());
+        std::string v(line.substr(prefix.size()));
         if (v.size() >= 2 && v.front() == '"' && v.back() == '"')
             v = v.substr(1, v.size() - 2);
-        std::wstring w = TlvUtils::FromUtf8(v);
+        std::wstring w = WidePath(v);
         if (w.rfind(L"$HOME", 0) == 0)
             w = Home() + w.substr(5);
         if (!w.empty() && w[0] == L'/')
@@ -59,12 +70,8 @@ std::wstring PublicDocumentsFolder() {
     return !v.empty() ? v : UserDir("XDG_PUBLICSHARE_DIR", L"Public");
 }
 
-bool MakeWritableByOwner(const std::wstring& path) {
-    const std::string p = TlvUtils::ToUtf8(path);
-    struct stat st {};
-    if (::stat(p.c_str(), &st) != 0)
-        return false;
-    return (st.st_mode & S_IWUSR) || ::chmod(p.c_str(), (st.st_mode & 07777) | S_IWUSR) == 0;
+std::wstring DataHomeFolder() {
+    return XdgFolder("XDG_DATA_HOME", L"/.local/share");
 }
 
 } // namespace tlv::platform

@@ -1,3 +1,4 @@
+#include "platform/file_system.h"
 #include "runtime/dir_tracker_engine.h"
 
 #include <tlvutl/encoding.h>
@@ -53,8 +54,8 @@ DirectoryTracker::~DirectoryTracker() {
 
 HANDLE DirectoryTracker::_TrackChangeIn(const std::wstring& folder, int watchSubtree, DWORD filter,
                                         Callback callback, BlameTracker blame) {
-    // Paths reach the system as UTF-8 bytes.
-    const std::string path = TlvUtils::ToUtf8(folder);
+    // Paths reach the system as bytes at the file-system seam's rule.
+    const std::string path = platform::NativePath(folder);
     HANDLE result = INVALID_HANDLE_VALUE;
     std::string limit;
     {
@@ -74,9 +75,9 @@ HANDLE DirectoryTracker::_TrackChangeIn(const std::wstring& folder, int watchSub
         _StartTracking();
     }
     if (!limit.empty()) {
-        const std::string text =
-            "Directory tracking: cannot watch \"" + path + "\": " + limit + " is reached";
-        TlvUtl::OutputDebugText(TlvUtils::FromUtf8(text).c_str());
+        const std::wstring text = L"Directory tracking: cannot watch \"" + folder + L"\": " +
+                                  TlvUtils::FromUtf8(limit) + L" is reached";
+        TlvUtl::OutputDebugText(text.c_str());
     }
     return result;
 }

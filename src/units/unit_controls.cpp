@@ -32,11 +32,10 @@ bool ParseField(int unit, const CString& text, double& value) {
         }
     }
     auto normalise = [&](std::wstring t) {
-        wchar_t thousand[8] = {};
-        TlvUtl::Win32::GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_STHOUSAND, thousand, 8);
-        if (thousand[0] && thousand[0] != locale->decimalSeparator[0])
+        const std::wstring& thousand = locale->thousandSeparator;
+        if (!thousand.empty() && thousand[0] != locale->decimalSeparator[0])
             for (std::size_t at; (at = t.find(thousand)) != std::wstring::npos;)
-                t.erase(at, std::wcslen(thousand));
+                t.erase(at, thousand.size());
         if (!locale->decimalSeparator.empty() && locale->decimalSeparator != L".")
             for (std::size_t at; (at = t.find(locale->decimalSeparator)) != std::wstring::npos;)
                 t.replace(at, locale->decimalSeparator.size(), L".");

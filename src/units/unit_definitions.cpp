@@ -5,6 +5,8 @@
 
 #include "units_internal.h"
 
+#include "core/c_number.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -146,57 +148,20 @@ double ReadDouble(const wchar_t* text, const wchar_t** end) {
         *end = text;
     if (!text)
         return 0.0;
-    const wchar_t* p = text;
-    while (std::iswspace(static_cast<wint_t>(*p)))
-        ++p;
-    bool negative = false;
-    if (*p == L'+' || *p == L'-')
-        negative = *p++ == L'-';
-    char narrow[128];
-    std::size_t n = 0;
-    for (const wchar_t* q = p; *q && n < sizeof narrow - 1; ++q) {
-        const wchar_t c = *q;
-        if (c > 0x7F ||
-            !(std::iswalnum(static_cast<wint_t>(c)) || c == L'.' || c == L'+' || c == L'-'))
-            break;
-        narrow[n++] = static_cast<char>(c);
-    }
-    double value = 0.0;
-    const auto r = std::from_chars(narrow, narrow + n, value, std::chars_format::general);
-    if (r.ec == std::errc::invalid_argument || r.ptr == narrow)
-        return 0.0;
-    if (r.ec == std::errc::result_out_of_range) {
-        // wcstod's answer: HUGE_VAL for overflow, 0 for underflow.
-        const char* e = narrow;
-        while (e != r.ptr && *e != 'e' && *e != 'E')
-            ++e;
-        value = e == r.ptr || e[1] != '-' ? HUGE_VAL : 0.0;
-    }
+    std::size_t used = 0;
+    const double value = tlv::core::ReadCDouble(text, &used);
     if (end)
-        *end = p + (r.ptr - narrow);
-    return negative ? -value : value;
+        *end = text + used;
+    return value;
 }
 
 long ReadLong(const wchar_t* text) {
     if (!text)
         return 0;
-    const wchar_t* p = text;
-    while (std::iswspace(static_cast<wint_t>(*p)))
-        ++p;
-    bool negative = false;
-    if (*p == L'+' || *p == L'-')
-        negative = *p++ == L'-';
-    long long value = 0;
-    for (; *p >= L'0' && *p <= L'9'; ++p) {
-        value = value * 10 + (*p - L'0');
-        if (value > 0x7FFFFFFFLL + 1)
-            value = 0x7FFFFFFFLL + 1; // saturates as wcstol does (to LONG's 32 bits)
-    }
-    if (negative)
-        value = -value;
-    if (value > 0x7FFFFFFFLL)
-        value = 0x7FFFFFFFLL;
-    return static_cast<long>(value);
+    std::size_t i = 0;
+    bool consumed = false;
+    // LONG is 32 bits on Windows: wcstol saturates there.
+    return tlv::core::ReadCInteger<std::int32_t>(text, i, consumed);
 }
 
 } // namespace tlv::units

@@ -47,26 +47,22 @@ void Report(UINT line) {
     UIMSG_FatalError(UTL_FATAL_BAD_ARGUMENT, kSource, line, kSource, 1);
 }
 
-std::wstring LocaleString(LCTYPE type, bool& ok) {
-    wchar_t buffer[64];
-    if (!TlvUtl::Win32::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, 64)) {
-        ok = false;
-        return {};
-    }
-    std::wstring s(buffer);
-    // The module's buffers hold four characters.
+// The module's buffers hold four characters.
+std::wstring Cut(std::wstring s) {
     if (s.size() > 4)
         s.resize(4);
     return s;
 }
 
+// All fields from one reading of the locale, so they always belong together.
 bool ReadLocale(tlv::units::UnitLocale& out) {
-    bool ok = true;
-    out.listSeparator = LocaleString(LOCALE_SLIST, ok);
-    out.decimalSeparator = LocaleString(LOCALE_SDECIMAL, ok);
-    out.leadingZero = LocaleString(LOCALE_ILZERO, ok) == L"1";
-    out.negativeSign = LocaleString(LOCALE_SNEGATIVESIGN, ok);
-    return ok;
+    const TlvUtl::LocaleSettings locale = TlvUtl::CurrentLocaleSettings();
+    out.listSeparator = Cut(locale.listSeparator);
+    out.decimalSeparator = Cut(locale.decimalSeparator);
+    out.thousandSeparator = Cut(locale.thousandSeparator);
+    out.leadingZero = locale.leadingZero == 1;
+    out.negativeSign = Cut(locale.negativeSign);
+    return true;
 }
 
 void OnLocaleChanged() {
@@ -194,13 +190,10 @@ CString WriteNumber(double value, int decimals, unsigned flags, bool precise) {
             out += static_cast<wchar_t>(c);
     }
     if (flags & UNITFMT_GROUPING) {
-        wchar_t thousand[8] = {};
-        TlvUtl::Win32::GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_STHOUSAND, thousand, 8);
-        thousand[4] = L'\0';
         std::size_t end = out.find(locale->decimalSeparator, signEnd);
         if (end == std::wstring::npos || locale->decimalSeparator.empty())
             end = out.size();
-        const std::wstring sep = thousand;
+        const std::wstring& sep = locale->thousandSeparator;
         if (!sep.empty())
             for (std::size_t at = end; at > signEnd + 3; at -= 3)
                 out.insert(at - 3, sep);
@@ -521,10 +514,7 @@ int UNITIsMetric(void) {
     UnitState& s = State();
     if (s.metricKnown)
         return s.metric;
-    wchar_t buffer[8];
-    if (!TlvUtl::Win32::GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IMEASURE, buffer, 8))
-        return 0;
-    s.metric = std::wcscmp(buffer, L"0") == 0 ? 1 : 0;
+    s.metric = TlvUtl::CurrentLocaleSettings().measure == 0 ? 1 : 0;
     s.metricKnown = 1;
     return s.metric;
 }

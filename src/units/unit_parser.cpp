@@ -2,13 +2,15 @@
 #include <tlvutl/unit_parser.h>
 #include <tlvutl/units.h>
 
+#include "core/case_fold.h"
+
 #include <cmath>
 #include <cwctype>
 
 namespace {
 
 wchar_t Fold(wchar_t c) {
-    return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+    return tlv::core::FoldLower(c);
 }
 
 bool StartsWithFolded(std::wstring_view text, std::wstring_view prefix) {

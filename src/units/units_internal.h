@@ -26,6 +26,7 @@ void AppendFixed(CString& out, double value, int decimals);
 struct UnitLocale {
     std::wstring listSeparator;
     std::wstring decimalSeparator;
+    std::wstring thousandSeparator;
     std::wstring negativeSign;
     bool leadingZero = true;
 };

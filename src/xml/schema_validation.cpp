@@ -4,7 +4,9 @@
 #include "parser.h"
 #include "xml_runtime.h"
 
-#include "../platform/atomic_file.h"
+#include "platform/file_system.h"
+
+#include <tlvutl/encoding.h>
 
 #include <libxml/xmlschemas.h>
 
@@ -27,8 +29,9 @@ bool WXmlDoc::Validate(const wchar_t* schemaPath) {
     if (!schemaPath)
         return false;
     std::string bytes, error;
-    if (!tlv::platform::ReadWholeFile(schemaPath, bytes, error)) {
-        SetLastXmlError(error);
+    if (const std::error_code ec = tlv::platform::ReadWholeFile(schemaPath, bytes)) {
+        SetLastXmlError("cannot read " + TlvUtils::ToUtf8(schemaPath) + ": " +
+                        tlv::platform::Describe(ec, schemaPath));
         return false;
     }
     const std::string url = ToXml(schemaPath);

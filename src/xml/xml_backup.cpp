@@ -2,7 +2,7 @@
 #include "doc_state.h"
 #include "xml_runtime.h"
 
-#include "../platform/temp_file.h"
+#include "platform/file_system.h"
 
 using namespace TlvUtl::xml_detail;
 
@@ -11,7 +11,7 @@ namespace {
 class XmlFileBackup final : public TlvUtl::WDataBackup {
 public:
     explicit XmlFileBackup(std::wstring path) : path_(std::move(path)) {}
-    ~XmlFileBackup() override { tlv::platform::RemoveFile(path_); }
+    ~XmlFileBackup() override { tlv::platform::Remove(path_); }
     const std::wstring& Path() const { return path_; }
 
 private:
@@ -21,10 +21,9 @@ private:
 } // namespace
 
 TlvUtl::WDataBackup* WXmlDoc::Backup() {
-    std::string error;
-    const std::wstring path = tlv::platform::CreateTempFile("tlvutl-backup-", ".xml", error);
-    if (path.empty()) {
-        SetLastXmlError(error);
+    std::wstring path;
+    if (const std::error_code ec = tlv::platform::CreateTempFile("tlvutl-backup-", ".xml", path)) {
+        SetLastXmlError("cannot create a temporary file: " + tlv::platform::Describe(ec));
         return nullptr;
     }
     auto backup = std::make_unique<XmlFileBackup>(path);

@@ -5,7 +5,7 @@
 #include "tree_edit.h"
 #include "xml_runtime.h"
 
-#include "../platform/atomic_file.h"
+#include "platform/file_system.h"
 
 #include <tlvutl/com_error.h>
 #include <tlvutl/encoding.h>
@@ -138,10 +138,11 @@ bool WXmlDoc::Load(const wchar_t* path) {
         SetLastXmlError(path ? "network access refused: " + ToXml(path) : "no path given");
         return false;
     }
-    std::string bytes, error;
-    if (!tlv::platform::ReadWholeFile(TlvUtils::FromUtf8(local), bytes, error)) {
+    std::string bytes;
+    const std::wstring file = tlv::platform::WidePath(local);
+    if (const std::error_code ec = tlv::platform::ReadWholeFile(file, bytes)) {
         CreateDocument();
-        SetLastXmlError(error);
+        SetLastXmlError("cannot read " + local + ": " + tlv::platform::Describe(ec, file));
         return false;
     }
     return ParseInto(bytes.data(), bytes.size(), local.c_str(), nullptr);
@@ -187,11 +188,12 @@ bool WXmlDoc::Save(const wchar_t* path) {
         SetLastXmlError("the document has no content to save");
         return false;
     }
-    std::string bytes, error;
+    std::string bytes;
     if (!SerializeDocument(doc_->doc, !preserveWhiteSpace_, bytes))
         return false;
-    if (!tlv::platform::WriteFileAtomically(path, bytes, error)) {
-        SetLastXmlError(error);
+    if (const std::error_code ec = tlv::platform::WriteFileAtomically(path, bytes)) {
+        SetLastXmlError("cannot write " + TlvUtils::ToUtf8(path) + ": " +
+                        tlv::platform::Describe(ec, path));
         return false;
     }
     return true;

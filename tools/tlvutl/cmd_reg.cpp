@@ -33,30 +33,15 @@ struct KeyPath {
 
 // Shells are friendlier with abbreviations and any case; the library's own paths stay exact.
 bool ParseKey(const std::string& text, KeyPath& key) {
-    static const struct {
-        const wchar_t* name;
-        const wchar_t* abbreviation;
-        HKEY root;
-    } roots[] = {{L"HKEY_CLASSES_ROOT", L"HKCR", HKEY_CLASSES_ROOT},
-                 {L"HKEY_CURRENT_USER", L"HKCU", HKEY_CURRENT_USER},
-                 {L"HKEY_LOCAL_MACHINE", L"HKLM", HKEY_LOCAL_MACHINE},
-                 {L"HKEY_USERS", L"HKU", HKEY_USERS},
-                 {L"HKEY_CURRENT_CONFIG", L"HKCC", HKEY_CURRENT_CONFIG},
-                 {L"HKEY_PERFORMANCE_DATA", L"HKPD", HKEY_PERFORMANCE_DATA}};
     const std::wstring path = TlvUtils::FromUtf8(text);
     const std::size_t slash = path.find(L'\\');
-    std::wstring head = path.substr(0, slash);
-    for (wchar_t& c : head)
-        c = c >= L'a' && c <= L'z' ? c - 32 : c;
-    for (const auto& r : roots) {
-        if (head == r.name || head == r.abbreviation) {
-            key.root = r.root;
-            key.sub = slash == std::wstring::npos ? L"" : path.substr(slash + 1);
-            key.full = std::wstring(r.name) + (key.sub.empty() ? L"" : L"\\" + key.sub);
-            return true;
-        }
-    }
-    return false;
+    key.root = TlvUtl::RegistryRootFromName(std::wstring_view(path).substr(0, slash), true, true);
+    if (!key.root)
+        return false;
+    key.sub = slash == std::wstring::npos ? L"" : path.substr(slash + 1);
+    key.full = std::wstring(TlvUtl::RegistryRootName(key.root)) +
+               (key.sub.empty() ? L"" : L"\\" + key.sub);
+    return true;
 }
 
 int Failed(LONG status, const std::wstring& what, HKEY root) {

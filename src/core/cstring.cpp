@@ -1,6 +1,7 @@
 #include <tlvutl/cstring.h>
 #include <tlvutl/encoding.h>
-#include <tlvutl/frame.h>
+
+#include "case_fold.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -84,16 +85,7 @@ int CString::Compare(const wchar_t* s) const {
 }
 
 int CString::CompareNoCase(const wchar_t* s) const {
-    const wchar_t* a = s_.c_str();
-    const wchar_t* b = s ? s : L"";
-    for (;; ++a, ++b) {
-        const wint_t ca = std::towlower(static_cast<wint_t>(*a));
-        const wint_t cb = std::towlower(static_cast<wint_t>(*b));
-        if (ca != cb)
-            return ca < cb ? -1 : 1;
-        if (!ca)
-            return 0;
-    }
+    return tlv::core::CompareNoCase(s_.c_str(), s ? s : L"");
 }
 
 CString CString::Left(int count) const {
@@ -266,13 +258,13 @@ CString& CString::Trim(const wchar_t* set) {
 
 CString& CString::MakeUpper() {
     for (wchar_t& c : s_)
-        c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
+        c = tlv::core::FoldUpper(c);
     return *this;
 }
 
 CString& CString::MakeLower() {
     for (wchar_t& c : s_)
-        c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+        c = tlv::core::FoldLower(c);
     return *this;
 }
 
@@ -309,9 +301,4 @@ CString CString::Tokenize(const wchar_t* set, int& start) const {
 void CString::FormatV(const wchar_t* format, va_list args) {
     s_.clear();
     TlvUtils::detail::FormatIntoV(s_, format, args);
-}
-
-bool CString::LoadString(UINT id) {
-    *this = UTLLoadStringEx(id);
-    return !IsEmpty();
 }

@@ -217,8 +217,8 @@ void Emit(std::wstring& out, const Conversion& sp, std::wstring_view prefix, std
     }
 }
 
-void FormatInteger(std::wstring& out, const Conversion& sp, wchar_t conv, unsigned long long magnitude,
-                   bool negative) {
+void FormatInteger(std::wstring& out, const Conversion& sp, wchar_t conv,
+                   unsigned long long magnitude, bool negative) {
     int base = 10;
     if (conv == L'o')
         base = 8;
