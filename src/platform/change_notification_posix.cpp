@@ -232,8 +232,10 @@ struct ChangeNotifier::State {
                    std::error_code& error) {
         error.clear();
         const int wd = AddWatch(PathOf(parent) + "/" + name, reg.mask, false, error);
-        if (wd < 0 || reg.byWd.count(wd))
+        if (wd < 0)
             return nullptr;
+        if (auto known = reg.byWd.find(wd); known != reg.byWd.end())
+            return Reattach(*known->second, parent, name);
         auto node = std::make_unique<Node>();
         node->wd = wd;
         node->name = name;
@@ -241,6 +243,23 @@ struct ChangeNotifier::State {
         Node* raw = node.get();
         parent.children[name] = std::move(node);
         Use(reg, *raw);
+        return raw;
+    }
+
+    // A folder found again under a new name while it waits as the first half of a move whose
+    // second half did not pair with it: it keeps its watches at its new place. Any other
+    // folder reached twice (through a bind mount) is watched once, where it was first found.
+    Node* Reattach(Node& node, Node& parent, const std::string& name) {
+        auto p = std::find_if(pending.begin(), pending.end(),
+                              [&](const PendingMove& m) { return m.node.get() == &node; });
+        if (p == pending.end())
+            return nullptr;
+        std::unique_ptr<Node> moved = std::move(p->node);
+        pending.erase(p);
+        moved->name = name;
+        moved->parent = &parent;
+        Node* raw = moved.get();
+        parent.children[name] = std::move(moved);
         return raw;
     }
 
@@ -429,7 +448,20 @@ struct ChangeNotifier::State {
                 }
                 moved->name = name;
                 moved->parent = &node;
+                Node& placed = *moved;
                 node.children[name] = std::move(moved);
+                // The node was taken under its old name while events were still queued: if
+                // a folder made under that name in the meantime was taken instead, the
+                // folder now here is another one.
+                std::error_code error;
+                const int wd = AddWatch(PathOf(placed), reg.mask, false, error);
+                if (wd >= 0 && wd != placed.wd) {
+                    if (!watchUsers.count(wd))
+                        inotify_rm_watch(fd, wd);
+                    ReleaseTree(reg, placed);
+                    node.children.erase(name);
+                    AddNewFolder(reg, node, name);
+                }
             } else if (e.mask & IN_MOVED_FROM) {
                 auto child = node.children.find(name);
                 if (child != node.children.end()) {

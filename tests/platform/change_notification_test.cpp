@@ -222,6 +222,22 @@ TEST_F(Notifier, RenameInsideTheTreeKeepsTheWatchesAndTheirPaths) {
     EXPECT_EQ(notifier_->WatchCount(), 5u);
 }
 
+TEST_F(Notifier, FolderRenamedAndItsNameReusedBeforeTheEventsAreRead) {
+    // By the time the first creation is read, "a" is already the second folder: the rename's
+    // events must not pin the second folder's watch on "b".
+    const std::string top = Dir("reuse");
+    Add(1, top, true, kNotifyFileName);
+    fs::create_directory(fs::path(top) / "a");
+    fs::rename(fs::path(top) / "a", fs::path(top) / "b");
+    fs::create_directory(fs::path(top) / "a");
+    EXPECT_EQ(Changes(), Ids{});
+    EXPECT_EQ(notifier_->WatchCount(), 3u);
+    Touch(fs::path(top) / "b" / "in b");
+    EXPECT_EQ(Changes(), (Ids{1}));
+    Touch(fs::path(top) / "a" / "in a");
+    EXPECT_EQ(Changes(), (Ids{1}));
+}
+
 TEST_F(Notifier, DeletedFoldersGiveTheirWatchesBack) {
     const std::string top = Dir("del");
     Dir("del/a/b");
