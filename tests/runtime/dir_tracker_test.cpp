@@ -22,6 +22,9 @@
 #include <thread>
 #include <vector>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace fs = std::filesystem;
 using tlv::runtime::DirectoryTracker;
 using namespace std::chrono_literals;
@@ -293,6 +296,32 @@ TEST_F(Tracker, OverTheWatchLimitIsRefusedWholeWithADebugMessage) {
     HANDLE h = Track(t, top, hits, false);
     EXPECT_NE(h, INVALID_HANDLE_VALUE);
     EXPECT_EQ(Track(t, dir_ / "missing", hits), INVALID_HANDLE_VALUE);
+    t._StopTrackingChangeIn(h);
+}
+
+TEST_F(Tracker, NoNotificationInstanceLeftIsRefusedWithADebugMessage) {
+    DirectoryTracker t; // its events exist; the notification instance comes with a folder
+    const fs::path d = Dir("instances");
+    std::vector<std::wstring> debug;
+    TlvUtl::SetDebugOutputSink([&](const wchar_t* text) { debug.push_back(text); });
+    // Every descriptor number below the limit taken: the instance cannot be made (EMFILE).
+    rlimit saved{};
+    getrlimit(RLIMIT_NOFILE, &saved);
+    const int lowestFree = dup(0);
+    close(lowestFree);
+    rlimit tight = saved;
+    tight.rlim_cur = static_cast<rlim_t>(lowestFree);
+    setrlimit(RLIMIT_NOFILE, &tight);
+    auto hits = std::make_shared<Hits>();
+    HANDLE refused = Track(t, d, hits);
+    setrlimit(RLIMIT_NOFILE, &saved);
+    TlvUtl::SetDebugOutputSink({});
+    EXPECT_EQ(refused, INVALID_HANDLE_VALUE);
+    ASSERT_EQ(debug.size(), 1u);
+    EXPECT_NE(debug[0].find(L"fs.inotify.max_user_instances"), std::wstring::npos) << debug[0];
+    // With descriptors to spare the same folder is fine.
+    HANDLE h = Track(t, d, hits);
+    EXPECT_NE(h, INVALID_HANDLE_VALUE);
     t._StopTrackingChangeIn(h);
 }
 
