@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <fstream>
 #include <map>
@@ -569,6 +570,10 @@ void ChangeNotifier::ReadChanges(std::vector<std::uint64_t>& changed) {
             else
                 s.Handle(*e);
         }
+        // Room left for another event: the queue was empty when it was read, so no second
+        // read is needed to learn it.
+        if (static_cast<std::size_t>(n) + sizeof(inotify_event) + NAME_MAX + 1 <= sizeof buffer)
+            break;
     }
     // A move whose other half did not come took the folder out of the watched tree.
     for (PendingMove& m : s.pending) {
