@@ -195,9 +195,15 @@ void DirectoryTracker::ReapWorker() {
         m_thread.join();
 }
 
-void DirectoryTracker::ReportProblems() {
-    for (const std::string& problem : m_notifier->TakeProblems())
+void DirectoryTracker::ReportProblems(std::unique_lock<std::mutex>& worker) {
+    const std::vector<std::string> problems = m_notifier->TakeProblems();
+    if (problems.empty())
+        return;
+    // The debug sink is the host's code: it runs without the worker mutex, as callbacks do.
+    worker.unlock();
+    for (const std::string& problem : problems)
         TlvUtl::OutputDebugText(TlvUtils::FromUtf8("Directory tracking: " + problem).c_str());
+    worker.lock();
 }
 
 void DirectoryTracker::_TrackChanges() {
@@ -251,7 +257,7 @@ void DirectoryTracker::_TrackChanges() {
         if (ready[2]) {
             std::vector<std::uint64_t> changed;
             m_notifier->ReadChanges(changed);
-            ReportProblems();
+            ReportProblems(worker);
             if (m_nextChanged == m_changed.size()) {
                 m_changed = std::move(changed);
                 m_nextChanged = 0;

@@ -80,7 +80,7 @@ private:
     // Joins a worker that has ended.
     void ReapWorker();
     void _TrackChanges();
-    void ReportProblems();
+    void ReportProblems(std::unique_lock<std::mutex>& worker);
 
     // Guarded by the worker mutex.
     int m_appStarted = 0;
