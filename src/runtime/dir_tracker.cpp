@@ -23,8 +23,8 @@ HANDLE HandleOf(std::uintptr_t value) {
 class DirectoryTracker::ListChange {
 public:
     explicit ListChange(DirectoryTracker& t) : caller_(t.m_callerMutex) {
-        // Signalling cannot fail short of a counter overflow; the worker lets go either way
-        // at its next wake-up, so the change goes ahead.
+        // An eventfd refuses a signal only when its counter is full, which the worker's
+        // reset on every wake-up rules out.
         t.m_listEvent.Signal();
         worker_ = std::unique_lock<std::mutex>(t.m_workerMutex);
     }
