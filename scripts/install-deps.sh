@@ -5,7 +5,9 @@ set -euo pipefail
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev pkg-config
           libgtest-dev libgmock-dev libbenchmark-dev
           libxml2-dev libxslt1-dev libsqlite3-dev locales-all
-          libmuparser-dev libpugixml-dev) # muparser, pugixml: benchmark comparisons only
+          libglib2.0-dev # tests only: a host main loop driving the timers
+          libmuparser-dev libpugixml-dev # muparser, pugixml: benchmark comparisons only
+          exiv2) # reads back the XMP packets in the tool tests
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -20,7 +20,9 @@
 #include <tlvutl/memory.h>
 #include <tlvutl/messages.h>
 #include <tlvutl/optional.h>
+#include <tlvutl/paper.h>
 #include <tlvutl/profile.h>
+#include <tlvutl/property_store.h>
 #include <tlvutl/regional_format.h>
 #include <tlvutl/registry.h>
 #include <tlvutl/runtime_class.h>
@@ -28,10 +30,12 @@
 #include <tlvutl/stream.h>
 #include <tlvutl/string_table.h>
 #include <tlvutl/thread_lock.h>
+#include <tlvutl/timers.h>
 #include <tlvutl/unit_parser.h>
 #include <tlvutl/units.h>
 #include <tlvutl/tree.h>
 #include <tlvutl/wintypes.h>
 #include <tlvutl/xml.h>
+#include <tlvutl/xmp.h>
 
 #endif

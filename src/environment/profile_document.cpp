@@ -46,12 +46,7 @@ std::size_t NameHash::operator()(std::wstring_view s) const noexcept {
 }
 
 bool NameEqual::operator()(std::wstring_view a, std::wstring_view b) const noexcept {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (a[i] != b[i] && Fold(a[i]) != Fold(b[i]))
-            return false;
-    return true;
+    return tlv::core::EqualNoCase(a, b);
 }
 
 ProfileDocument::Line ProfileDocument::Classify(std::string raw, std::wstring text) {

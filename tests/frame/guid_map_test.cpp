@@ -1,5 +1,7 @@
 #include <tlvutl/frame.h>
 
+#include "unicode_paths.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -79,6 +81,23 @@ TEST_F(GuidMapFileTest, WrittenFileFindsEveryPairBothWays) {
     }
     GUID out{};
     EXPECT_FALSE(map.EngineToApp(Make(1, 1), out));
+}
+
+TEST_F(GuidMapFileTest, MapsInNonAsciiFoldersUnderAnyLocale) {
+    const std::vector<std::pair<GUID, GUID>> pairs = {{Make(1, 2), Make(3, 4)}};
+    for (const std::string& locale : unicode_paths::Locales()) {
+        unicode_paths::ScopedLocale scoped(locale);
+        for (const std::string& name : unicode_paths::Names()) {
+            SCOPED_TRACE(locale + " / " + name);
+            fs::create_directories(dir / name);
+            const std::wstring path = unicode_paths::Wide((dir / name / "guidmap.dat").string());
+            ASSERT_TRUE(TlvUtl::WriteGuidMapFile(path, pairs));
+            TlvUtl::GuidMapFile map;
+            ASSERT_TRUE(map.Load(path));
+            GUID out{};
+            EXPECT_TRUE(map.EngineToApp(Make(1, 2), out));
+        }
+    }
 }
 
 TEST_F(GuidMapFileTest, TablesSortedByByteOrderMiss) {

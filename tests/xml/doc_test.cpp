@@ -1,6 +1,7 @@
 #include "xml/doc_state.h"
 
 #include "cstring_printer.h"
+#include "unicode_paths.h"
 
 #include <tlvutl/com_error.h>
 #include <tlvutl/frame.h>
@@ -60,6 +61,27 @@ TEST_F(XmlFiles, SavedFilesAreIndentedUtf8AndReloadIdentically) {
     EXPECT_EQ(WXmlDoc::CreateFromFile(path.c_str()).GetRootNode().GetNumChildren(), 3);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1)
         << "no temporary file is left beside the saved one";
+}
+
+TEST_F(XmlFiles, FilesInNonAsciiFoldersUnderAnyLocale) {
+    for (const std::string& locale : unicode_paths::Locales()) {
+        unicode_paths::ScopedLocale scoped(locale);
+        for (const std::string& name : unicode_paths::Names()) {
+            SCOPED_TRACE(locale + " / " + name);
+            fs::create_directories(dir / name);
+            const std::wstring path = unicode_paths::Wide((dir / name / (name + ".xml")).string());
+            WXmlDoc doc;
+            ASSERT_TRUE(doc.LoadFromString(L"<s/>"));
+            doc.GetRootNode().CreateChild(L"p", unicode_paths::Wide(name).c_str());
+            ASSERT_TRUE(doc.Save(path.c_str()));
+            WXmlDoc back;
+            ASSERT_TRUE(back.Load(path.c_str()));
+            EXPECT_EQ(back.SaveToString(), doc.SaveToString());
+            // A missing file fails with a reason, not an exception from the path.
+            WXmlDoc missing;
+            EXPECT_FALSE(missing.Load(unicode_paths::Wide((dir / "нет.xml").string()).c_str()));
+        }
+    }
 }
 
 TEST_F(XmlFiles, WhiteSpaceIsKeptOnlyWhenAsked) {

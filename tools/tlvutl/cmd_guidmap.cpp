@@ -3,7 +3,6 @@
 #include <tlvutl/encoding.h>
 #include <tlvutl/frame.h>
 
-#include <fstream>
 #include <iostream>
 
 namespace tlvtool {
@@ -23,18 +22,21 @@ std::string Trim(std::string s) {
 // PAIRS.csv: one "engine GUID,application GUID" per line; '#' comments and blank lines
 // are skipped, as is a first line that names the columns.
 int Build(const std::string& csv, const std::string& out) {
-    std::ifstream in(csv);
-    if (!in) {
-        std::cerr << "tlvutl guidmap: cannot read " << csv << "\n";
+    std::string text, why;
+    if (!ReadFileBytes(csv, text, why)) {
+        std::cerr << "tlvutl guidmap: cannot read " << csv << ": " << why << "\n";
         return kFailed;
     }
     std::vector<std::pair<GUID, GUID>> pairs;
-    std::string line;
     int lineNo = 0;
     bool sawRecord = false;
-    while (std::getline(in, line)) {
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t end = text.find('\n', at);
+        if (end == std::string::npos)
+            end = text.size();
+        std::string line = Trim(text.substr(at, end - at));
+        at = end + 1;
         ++lineNo;
-        line = Trim(line);
         if (line.empty() || line[0] == '#')
             continue;
         const std::size_t comma = line.find(',');

@@ -2,6 +2,7 @@
 #include "command.h"
 
 #include <tlvutl/encoding.h>
+#include <tlvutl/locale.h>
 #include <tlvutl/profile.h>
 
 #include <iostream>
@@ -34,6 +35,21 @@ template <class Fill> std::vector<std::wstring> List(Fill fill) {
     }
 }
 
+// Reading a file that is not there answers defaults; the tool says so instead.
+bool Readable(const std::string& file) {
+    std::string bytes, why;
+    if (ReadFileBytes(file, bytes, why))
+        return true;
+    std::cerr << "tlvutl ini: cannot read " << file << ": " << why << "\n";
+    return false;
+}
+
+int CannotWrite(const std::string& file) {
+    std::cerr << "tlvutl ini: cannot write " << file << ": "
+              << DescribeWin32Error(TlvUtl::Win32::GetLastError()) << "\n";
+    return kFailed;
+}
+
 int Print(const std::vector<std::wstring>& items) {
     for (const std::wstring& i : items)
         std::cout << TlvUtils::ToUtf8(i) << "\n";
@@ -47,6 +63,9 @@ int RunIni(const Args& a) {
         return UsageError(Self(), "expected an action and a file");
     const std::string& action = a[0];
     const std::wstring file = W(a[1]);
+    const bool reads = action == "get" || action == "sections" || action == "keys";
+    if (reads && !Readable(a[1]))
+        return kFailed;
     if (action == "get" && a.size() == 4) {
         const std::wstring section = W(a[2]), key = W(a[3]);
         // A marker default tells a missing key from an empty value.
@@ -64,20 +83,16 @@ int RunIni(const Args& a) {
     }
     if (action == "set" && a.size() == 5) {
         if (!WritePrivateProfileStringW(W(a[2]).c_str(), W(a[3]).c_str(), W(a[4]).c_str(),
-                                        file.c_str())) {
-            std::cerr << "tlvutl ini: cannot write " << a[1] << "\n";
-            return kFailed;
-        }
+                                        file.c_str()))
+            return CannotWrite(a[1]);
         return kOk;
     }
     if (action == "delete" && (a.size() == 3 || a.size() == 4)) {
         const std::wstring section = W(a[2]);
         const std::wstring key = a.size() == 4 ? W(a[3]) : std::wstring();
         if (!WritePrivateProfileStringW(section.c_str(), a.size() == 4 ? key.c_str() : nullptr,
-                                        nullptr, file.c_str())) {
-            std::cerr << "tlvutl ini: cannot write " << a[1] << "\n";
-            return kFailed;
-        }
+                                        nullptr, file.c_str()))
+            return CannotWrite(a[1]);
         return kOk;
     }
     if (action == "sections" && a.size() == 2)

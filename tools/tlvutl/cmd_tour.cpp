@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <iostream>
+#include <memory>
 #include <string>
 
 namespace tlvtool {
@@ -210,6 +211,27 @@ void TourXml() {
     std::cout << "normalised path:    " << U8(static_cast<const CString&>(path)) << "\n";
 }
 
+void TourXmp() {
+    Heading("XMP metadata");
+    auto store = std::make_shared<MemoryPropertyStore>();
+    store->SetValue(PKEY_Title, PropVariant::FromString(L"Harbour at dawn"));
+    store->SetValue(PKEY_Author, PropVariant::FromStringVector({L"Ana", L"Bo"}));
+    store->SetValue(PKEY_Rating, PropVariant::FromUInt16(75));
+    WXmpDoc doc(store);
+    if (doc.CreateFromPropertyStore() != 0) {
+        std::cout << "packet:             not written (error " << doc.GetError() << ")\n";
+        return;
+    }
+    std::vector<char> first;
+    doc.GetDataToVector(first, 0);
+    const std::string text(first.begin(), first.end());
+    std::cout << "title, 2 authors, rating 75 -> " << doc.GetDataSize() << " bytes in "
+              << doc.GetNumberOfChunks() << " chunks of at most " << WXmpDoc::kMaxChunkSize << "\n";
+    const auto stars = text.find("<xmp:Rating>\n");
+    if (stars != std::string::npos)
+        std::cout << "xmp:Rating:         " << text[stars + 13] << " stars\n";
+}
+
 void TourUnits() {
     Heading("Units");
     WUnit& units = WUnit::GetDefaultWUnit();
@@ -236,6 +258,36 @@ void TourUnits() {
     std::cout << "\n";
 }
 
+void TourTimers() {
+    Heading("Timers");
+    ShowTimerTicks(std::cout, 20, 3, 1);
+}
+
+// Reads the user's catalogue without changing it: the tour never shuts the manager down, so
+// nothing is written back.
+void TourPaper() {
+    Heading("Paper catalogue");
+    const CPaperTypeMgr* mgr = CPaperTypeMgr::GetInstance();
+    if (!mgr->IsLoaded()) {
+        std::cout << "PaperTypes.xml:     not readable, the catalogue is empty\n";
+        return;
+    }
+    const TlvUtl::LocaleSettings here = TlvUtl::CurrentLocaleSettings();
+    std::cout << mgr->GetCount() << " papers (" << mgr->GetPredefinedCount()
+              << " predefined); geo id " << here.geoId << ", " << (here.measure ? "U.S." : "metric")
+              << " measure; the first few in order:\n";
+    PrintPapers(std::cout, *mgr, 6);
+    PaperTypeInformation paper;
+    const __int64 index =
+        mgr->FindPredefinedPaperIndex(CPaperTypeMgr::SetCustomPaper(2970000, 2100000, 2), true);
+    if (mgr->GetPaperInfoAt(index, paper))
+        std::cout << "297 x 210 mm, turned: " << U8(paper.name) << "\n";
+    CString name;
+    if (mgr->GetPaperName(CPaperTypeMgr::GetPaperFromDevMode(DMPAPER_B5), name))
+        std::cout << "printer code 13:      " << U8(name) << "\n";
+    std::cout << "... and more: tlvutl paper list\n";
+}
+
 } // namespace
 
 int RunTour(const Args& args) {
@@ -251,6 +303,9 @@ int RunTour(const Args& args) {
     TourFolders();
     TourUnits();
     TourXml();
+    TourXmp();
+    TourTimers();
+    TourPaper();
     TourDirectoryTracker();
     return kOk;
 }

@@ -14,7 +14,9 @@
 namespace tlvtool {
 namespace {
 
-const Command& Self() { return CommandNamed("xml"); }
+const Command& Self() {
+    return CommandNamed("xml");
+}
 
 CString Wide(const std::string& s) {
     return CString(TlvUtils::FromUtf8(s));

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+class CPaperTypeMgr;
+
 namespace tlvtool {
 
 using Args = std::vector<std::string>;
@@ -24,6 +26,10 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 int UsageError(const Command& c, const std::string& message);
+// A few words for a Win32 error the library reported ("no such folder").
+std::string DescribeWin32Error(unsigned long code);
+// The bytes of a file; false with the reason in why.
+bool ReadFileBytes(const std::string& path, std::string& bytes, std::string& why);
 const std::vector<Command>& Commands();
 // The command of that name (the table holds every name the tool's own code asks for).
 const Command& CommandNamed(std::string_view name);
@@ -41,6 +47,14 @@ bool ParseUnitArgument(const std::string& text, int& unit);
 void PrintFolders(std::ostream& out, bool all);
 int RunReg(const Args& args);
 int RunXml(const Args& args);
+int RunXmp(const Args& args);
+int RunTimer(const Args& args);
+// Runs timers of that interval on this thread until the first has ticked count times,
+// printing each of its ticks with the measured period and jitter.
+void ShowTimerTicks(std::ostream& out, unsigned intervalMs, long count, long timers);
+int RunPaper(const Args& args);
+// The paper catalogue in its display order, at most limit papers unless limit is negative.
+void PrintPapers(std::ostream& out, const CPaperTypeMgr& mgr, int limit);
 int RunWatch(const Args& args);
 // The tour's stop: one change reported by the directory tracker.
 void TourDirectoryTracker();

@@ -34,6 +34,17 @@ const std::vector<Command>& Commands() {
          "  xml delete FILE PATH\n  xml validate FILE SCHEMA.xsd\n"
          "  xml transform FILE STYLESHEET [OUT]",
          RunXml},
+        {"xmp", "write an XMP metadata packet, or show how it is cut into chunks",
+         "[--title T] [--author A]... [--keyword K]... [--rating N] [--comment C]\n"
+         "  [--copyright C] [--date YYYY-MM-DD[Thh:mm[:ss[.fff]]][Z|+hh:mm]]\n"
+         "  [--chunks] [--out FILE]",
+         RunXmp},
+        {"timer", "run timers on the message loop and show their ticks' period and jitter",
+         "--interval MS --count N [--timers K]", RunTimer},
+        {"paper", "list, find, add and delete papers of the user's paper catalogue",
+         "list [--system metric|imperial]\n  paper find WIDTH HEIGHT in|mm|px\n"
+         "  paper add NAME WIDTH HEIGHT in|mm|px\n  paper delete NAME",
+         RunPaper},
         {"watch", "print a line each time a folder changes, until interrupted",
          "[--subtree] [--filter NAME,...] FOLDER...\n"
          "  NAME: file-name, dir-name, attributes, size, last-write, security, all (default)",

@@ -1,0 +1,280 @@
+// The file-system seam: wide paths in any script under any locale, the crash-safe write, the
+// tree copy, folder links, the lock and the error codes.
+#include "platform/file_system.h"
+
+#include "unicode_paths.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+namespace fsys = tlv::platform;
+namespace stdfs = std::filesystem;
+using unicode_paths::Wide;
+
+// A fresh folder under the temporary folder, named in several scripts itself.
+class FileSystemTest : public ::testing::Test {
+protected:
+    std::string root = (stdfs::temp_directory_path() /
+                        ("tlvutl-fs-Ü文-" + std::to_string(::getpid()) + "-" +
+                         ::testing::UnitTest::GetInstance()->current_test_info()->name()))
+                           .string();
+    std::wstring wroot = Wide(root);
+
+    void SetUp() override {
+        stdfs::remove_all(root);
+        stdfs::create_directories(root);
+    }
+    void TearDown() override {
+        std::error_code ec;
+        stdfs::permissions(root, stdfs::perms::owner_all, stdfs::perm_options::add, ec);
+        stdfs::remove_all(root, ec);
+    }
+    std::wstring W(const std::string& sub) const { return wroot + L"/" + Wide(sub); }
+    std::string N(const std::string& sub) const { return root + "/" + sub; }
+    static std::string Slurp(const std::string& p) {
+        std::ifstream in(p, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+    // Names of the entries of a folder that start with prefix.
+    static int CountStartingWith(const std::string& folder, const std::string& prefix) {
+        int n = 0;
+        for (const auto& e : stdfs::directory_iterator(folder))
+            n += e.path().filename().string().rfind(prefix, 0) == 0;
+        return n;
+    }
+};
+
+TEST(Paths, JoinFoldsStepsLexically) {
+    EXPECT_EQ(fsys::JoinPath(L"/a/b", L"c"), L"/a/b/c");
+    EXPECT_EQ(fsys::JoinPath(L"/a/b/", L"c/"), L"/a/b/c");
+    EXPECT_EQ(fsys::JoinPath(L"/a/./b/../c", L""), L"/a/c");
+    EXPECT_EQ(fsys::JoinPath(L"/a", L"/abs"), L"/abs");
+    EXPECT_EQ(fsys::JoinPath(L"/..", L"x"), L"/x");
+    EXPECT_EQ(fsys::JoinPath(L"../x", L".."), L"..");
+    EXPECT_EQ(fsys::JoinPath(L"a/b", L"../../.."), L"..");
+    EXPECT_EQ(fsys::JoinPath(L".", L""), L"");
+    EXPECT_EQ(fsys::JoinPath(L"/Données", L"Профиль/文档"), L"/Données/Профиль/文档");
+    // A backslash is an ordinary character of a POSIX name.
+    EXPECT_EQ(fsys::JoinPath(L"/a\\b", L"c"), L"/a\\b/c");
+    EXPECT_EQ(fsys::ParentPath(L"/a/b/"), L"/a");
+    EXPECT_EQ(fsys::ParentPath(L"/a"), L"/");
+    EXPECT_EQ(fsys::ParentPath(L"a"), L".");
+    EXPECT_EQ(fsys::FileName(L"/a/文档.ini"), L"文档.ini");
+}
+
+TEST(Paths, NativeBytesAreUtf8AndComeBackUnchanged) {
+    EXPECT_EQ(fsys::NativePath(L"José"), "Jos\xC3\xA9");
+    for (const std::string& name : unicode_paths::Names())
+        EXPECT_EQ(fsys::NativePath(fsys::WidePath(name)), name);
+}
+
+TEST_F(FileSystemTest, EveryOperationTakesNamesInAnyScriptUnderAnyLocale) {
+    for (const std::string& locale : unicode_paths::Locales()) {
+        unicode_paths::ScopedLocale scoped(locale);
+        for (const std::string& name : unicode_paths::Names()) {
+            SCOPED_TRACE(locale + " / " + name);
+            const std::string folder = locale + " " + name;
+            ASSERT_FALSE(fsys::CreateDirectories(W(folder + "/" + name + "/deep")));
+            EXPECT_TRUE(fsys::IsDirectory(W(folder + "/" + name)));
+            const std::wstring file = W(folder + "/" + name + ".ini");
+            ASSERT_FALSE(fsys::WriteFileAtomically(file, "[" + name + "]"));
+            EXPECT_EQ(Slurp(N(folder + "/" + name + ".ini")), "[" + name + "]");
+            std::string bytes;
+            ASSERT_FALSE(fsys::ReadWholeFile(file, bytes));
+            EXPECT_EQ(bytes, "[" + name + "]");
+            std::vector<fsys::DirEntry> entries;
+            ASSERT_FALSE(fsys::ListDirectory(W(folder), entries));
+            ASSERT_EQ(entries.size(), 2u);
+            for (const auto& e : entries)
+                EXPECT_TRUE(e.name == Wide(name) || e.name == Wide(name + ".ini"));
+            const std::wstring moved = W(folder + "/" + name + " 2.ini");
+            ASSERT_FALSE(fsys::Rename(file, moved));
+            EXPECT_FALSE(fsys::Exists(file));
+            ASSERT_FALSE(fsys::CopyTree(W(folder), W(folder + " copy")));
+            EXPECT_TRUE(fsys::IsRegularFile(W(folder + " copy/" + name + " 2.ini")));
+            EXPECT_TRUE(fsys::IsDirectory(W(folder + " copy/" + name + "/deep")));
+            ASSERT_FALSE(fsys::CreateFolderLink(W(folder), W(folder + " link")));
+            EXPECT_TRUE(fsys::SameFile(W(folder + " link"), W(folder)));
+            std::wstring temp;
+            ASSERT_FALSE(fsys::CreateTempFile("tlvutl-" + name + "-", ".xml", temp));
+            EXPECT_TRUE(fsys::IsRegularFile(temp));
+            EXPECT_FALSE(fsys::Remove(temp));
+            EXPECT_FALSE(fsys::Exists(temp));
+        }
+    }
+}
+
+TEST_F(FileSystemTest, AtomicWriteKeepsPermissionsAndLeavesNoTemporary) {
+    const std::wstring file = W("settings.xml");
+    ASSERT_FALSE(fsys::WriteFileAtomically(file, "one"));
+    // A new file: 0666 less the umask.
+    const mode_t mask = ::umask(022);
+    ::umask(mask);
+    struct stat st {};
+    ASSERT_EQ(::stat(N("settings.xml").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0666 & ~mask);
+    // A replaced file keeps its own.
+    ASSERT_EQ(::chmod(N("settings.xml").c_str(), 0640), 0);
+    ASSERT_FALSE(fsys::WriteFileAtomically(file, "two"));
+    ASSERT_EQ(::stat(N("settings.xml").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    EXPECT_EQ(Slurp(N("settings.xml")), "two");
+    EXPECT_EQ(CountStartingWith(root, "settings.xml."), 0);
+    // A missing folder fails and leaves nothing behind.
+    const std::error_code ec = fsys::WriteFileAtomically(W("missing/x.ini"), "x");
+    EXPECT_EQ(ec, std::errc::no_such_file_or_directory);
+    EXPECT_EQ(fsys::Win32Error(ec, W("missing/x.ini")), 3u);
+    EXPECT_EQ(fsys::Describe(ec, W("missing/x.ini")), "no such folder");
+}
+
+TEST_F(FileSystemTest, ConcurrentWritersNeverShareATemporary) {
+    const std::wstring file = W("shared.ini");
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 4; ++t)
+        writers.emplace_back([&, t] {
+            const std::string content(1000 + static_cast<std::size_t>(t),
+                                      static_cast<char>('a' + t));
+            for (int i = 0; i < 50; ++i)
+                EXPECT_FALSE(fsys::WriteFileAtomically(file, content));
+        });
+    for (auto& w : writers)
+        w.join();
+    const std::string last = Slurp(N("shared.ini"));
+    ASSERT_GE(last.size(), 1000u);
+    EXPECT_EQ(last, std::string(last.size(), last[0])); // one writer's bytes, whole
+    EXPECT_EQ(CountStartingWith(root, "shared.ini."), 0);
+}
+
+TEST_F(FileSystemTest, AKilledWriterLeavesTheOldOrTheNewFileWhole) {
+    const std::wstring file = W("crash.dat");
+    const std::string oldBytes(200000, 'o'), newBytes(300000, 'n');
+    for (int round = 0; round < 8; ++round) {
+        ASSERT_FALSE(fsys::WriteFileAtomically(file, oldBytes));
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (;;)
+                fsys::WriteFileAtomically(file, newBytes);
+        }
+        ::usleep(static_cast<useconds_t>(2000 + round * 3000));
+        ::kill(child, SIGKILL);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        const std::string now = Slurp(N("crash.dat"));
+        EXPECT_TRUE(now == oldBytes || now == newBytes) << "round " << round << ": " << now.size();
+    }
+}
+
+TEST_F(FileSystemTest, CopyTreeFollowsLinksAndMakesCopiesWritable) {
+    stdfs::create_directories(N("from/Sub"));
+    std::ofstream(N("from/Sub/locked.txt")) << "locked";
+    std::ofstream(N("outside.txt")) << "outside";
+    stdfs::create_symlink(N("outside.txt"), N("from/link.txt"));
+    ASSERT_EQ(::chmod(N("from/Sub/locked.txt").c_str(), 0444), 0);
+    std::ofstream(N("existing.txt")) << "old";
+    stdfs::create_directories(N("to"));
+    std::ofstream(N("to/link.txt")) << "will be replaced";
+    ASSERT_FALSE(fsys::CopyTree(W("from"), W("to")));
+    EXPECT_EQ(Slurp(N("to/Sub/locked.txt")), "locked");
+    EXPECT_EQ(Slurp(N("to/link.txt")), "outside");
+    struct stat st {};
+    ASSERT_EQ(::lstat(N("to/Sub/locked.txt").c_str(), &st), 0);
+    EXPECT_TRUE(st.st_mode & S_IWUSR);
+    ASSERT_EQ(::lstat(N("to/link.txt").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISREG(st.st_mode));
+    // A missing source is an error, not an empty copy.
+    EXPECT_EQ(fsys::CopyTree(W("nothing"), W("to2")), std::errc::no_such_file_or_directory);
+    EXPECT_FALSE(fsys::Exists(W("to2")));
+}
+
+TEST_F(FileSystemTest, KindsLinksAndErrors) {
+    stdfs::create_directories(N("dir"));
+    std::ofstream(N("file")) << "12345";
+    ASSERT_FALSE(fsys::CreateFolderLink(W("dir"), W("link")));
+    EXPECT_EQ(fsys::CreateFolderLink(W("dir"), W("link")), std::errc::file_exists);
+    fsys::FileInfo info;
+    ASSERT_FALSE(fsys::Stat(W("link"), info, false));
+    EXPECT_EQ(info.kind, fsys::FileKind::kLink);
+    ASSERT_FALSE(fsys::Stat(W("link"), info));
+    EXPECT_EQ(info.kind, fsys::FileKind::kDirectory);
+    ASSERT_FALSE(fsys::Stat(W("file"), info));
+    EXPECT_EQ(info.kind, fsys::FileKind::kFile);
+    EXPECT_EQ(info.size, 5);
+    EXPECT_GT(info.ctimeNs, 0);
+    EXPECT_EQ(fsys::Stat(W("none"), info), std::errc::no_such_file_or_directory);
+    EXPECT_EQ(info.kind, fsys::FileKind::kNone);
+
+    std::string bytes;
+    EXPECT_EQ(fsys::ReadWholeFile(W("dir"), bytes), std::errc::is_a_directory);
+    const std::error_code missing = fsys::ReadWholeFile(W("none"), bytes);
+    EXPECT_EQ(fsys::Win32Error(missing, W("none")), 2u);
+    EXPECT_EQ(fsys::Describe(missing, W("none")), "no such file");
+    EXPECT_EQ(fsys::Win32Error(fsys::ReadWholeFile(W("none/x"), bytes), W("none/x")), 3u);
+    EXPECT_EQ(fsys::CreateDirectories(W("file/sub")), std::errc::not_a_directory);
+    EXPECT_FALSE(fsys::Remove(W("none"))); // already gone
+    EXPECT_FALSE(fsys::Remove(W("dir/../link")));
+    EXPECT_TRUE(fsys::IsDirectory(W("dir"))); // the link went, not its target
+
+    fsys::File f;
+    EXPECT_EQ(f.Open(W("file"), fsys::File::Mode::kCreateNew), std::errc::file_exists);
+    if (::geteuid() != 0) { // root reads anything
+        ASSERT_EQ(::chmod(N("file").c_str(), 0), 0);
+        const std::error_code denied = fsys::ReadWholeFile(W("file"), bytes);
+        EXPECT_EQ(fsys::Win32Error(denied), 5u);
+        EXPECT_EQ(fsys::Describe(denied), "permission denied");
+    }
+}
+
+TEST_F(FileSystemTest, TheLockNeverCreatesItsFileAndExcludesOtherProcesses) {
+    const std::wstring file = W("guarded.ini");
+    // The other process starts before the lock is taken: a child forked while it is held
+    // would share the lock's open file and never wait.
+    int go[2], report[2];
+    ASSERT_EQ(::pipe(go), 0);
+    ASSERT_EQ(::pipe(report), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        char c = 0;
+        (void)!::read(go[0], &c, 1);
+        fsys::PathLock theirs(file);
+        c = theirs.Locked() ? 'y' : 'n';
+        (void)!::write(report[1], &c, 1);
+        ::_exit(0);
+    }
+    std::optional<fsys::PathLock> lock;
+    lock.emplace(file);
+    ASSERT_TRUE(lock->Locked());
+    EXPECT_FALSE(fsys::Exists(file));
+    ASSERT_EQ(::write(go[1], "g", 1), 1);
+    ::usleep(150000);
+    pollfd p{report[0], POLLIN, 0};
+    EXPECT_EQ(::poll(&p, 1, 0), 0) << "the other process got the lock while it was held";
+    lock.reset();
+    char c = 0;
+    ASSERT_EQ(::read(report[0], &c, 1), 1);
+    EXPECT_EQ(c, 'y');
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    for (int fd : {go[0], go[1], report[0], report[1]})
+        ::close(fd);
+    EXPECT_FALSE(fsys::Exists(file));
+
+    // A missing folder: nothing to lock, and the reason.
+    fsys::PathLock none(W("unrelated/x"));
+    EXPECT_FALSE(none.Locked());
+    EXPECT_EQ(none.Error(), std::errc::no_such_file_or_directory);
+}
+
+} // namespace

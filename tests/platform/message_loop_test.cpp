@@ -1,0 +1,182 @@
+// The message loop on its own: deadline order against a model, stale entries of restarted
+// and stopped timers, late ticks, the descriptor hosts watch, and calls from other threads.
+#include "platform/message_loop.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include <poll.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using tlv::platform::MessageLoop;
+
+struct Recorder {
+    std::vector<std::uint32_t> ids;
+    std::vector<std::chrono::nanoseconds> times;
+    MessageLoop* loop = nullptr;
+    std::uint32_t killOnTick = 0; // a timer the first tick stops
+    static void OnTick(void* self, std::uint32_t id) {
+        auto* r = static_cast<Recorder*>(self);
+        r->ids.push_back(id);
+        r->times.push_back(tlv::platform::MonotonicNow());
+        if (r->killOnTick != 0) {
+            r->loop->KillTimer(r->killOnTick);
+            r->killOnTick = 0;
+        }
+    }
+};
+
+std::unique_ptr<MessageLoop> MakeLoop(Recorder& r) {
+    std::error_code error;
+    auto loop = MessageLoop::Create(&Recorder::OnTick, &r, error);
+    EXPECT_TRUE(loop) << error.message();
+    r.loop = loop.get();
+    return loop;
+}
+
+bool Readable(int fd) {
+    pollfd p{fd, POLLIN, 0};
+    return poll(&p, 1, 0) == 1;
+}
+
+TEST(MessageLoop, DispatchesDueTicksEarliestFirstLikeAModel) {
+    // Random starts, restarts and stops over 100 ids, against a map of what should run and
+    // when. Intervals are distinct multiples of 3 ms, so deadlines lie well apart.
+    Recorder r;
+    auto loop = MakeLoop(r);
+    std::mt19937 random(16);
+    std::vector<int> free(200);
+    for (int i = 0; i < 200; ++i)
+        free[i] = 3 * (i + 1);
+    std::shuffle(free.begin(), free.end(), random);
+    std::map<std::uint32_t, std::chrono::nanoseconds> model; // id -> deadline
+    for (int op = 0; op < 160; ++op) {
+        const std::uint32_t id = 1 + random() % 100;
+        if (random() % 4 == 0) {
+            EXPECT_EQ(loop->KillTimer(id), model.erase(id) == 1);
+        } else {
+            const int ms = free.back();
+            free.pop_back();
+            loop->SetTimer(id, std::chrono::milliseconds(ms));
+            model[id] = tlv::platform::MonotonicNow() + std::chrono::milliseconds(ms);
+        }
+    }
+    EXPECT_EQ(loop->TimerCount(), model.size());
+    std::this_thread::sleep_for(610ms);
+    EXPECT_TRUE(Readable(loop->FileDescriptor()));
+    const int handled = loop->Dispatch();
+    std::vector<std::pair<std::chrono::nanoseconds, std::uint32_t>> expected;
+    for (auto [id, deadline] : model)
+        expected.emplace_back(deadline, id);
+    std::sort(expected.begin(), expected.end());
+    ASSERT_EQ(handled, static_cast<int>(expected.size()));
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(r.ids[i], expected[i].second) << "tick " << i;
+}
+
+TEST(MessageLoop, ManyRestartsLeaveOneTimer) {
+    Recorder r;
+    auto loop = MakeLoop(r);
+    for (int i = 0; i < 5000; ++i)
+        loop->SetTimer(7, std::chrono::milliseconds(5 + i % 3));
+    EXPECT_EQ(loop->TimerCount(), 1u);
+    loop->RunFor(30ms);
+    ASSERT_FALSE(r.ids.empty());
+    EXPECT_TRUE(std::all_of(r.ids.begin(), r.ids.end(), [](auto id) { return id == 7; }));
+    EXPECT_LE(r.ids.size(), 7u); // one timer, never a tick per stale entry
+}
+
+TEST(MessageLoop, ATickStoppedByAnEarlierHandlerDoesNotRun) {
+    Recorder r;
+    auto loop = MakeLoop(r);
+    loop->SetTimer(1, 5ms);
+    loop->SetTimer(2, 10ms);
+    r.killOnTick = 2;
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(loop->Dispatch(), 1);
+    EXPECT_EQ(r.ids, std::vector<std::uint32_t>{1});
+    EXPECT_EQ(loop->TimerCount(), 1u);
+}
+
+TEST(MessageLoop, ALateTimerTicksOnceThenKeepsItsPeriod) {
+    Recorder r;
+    auto loop = MakeLoop(r);
+    loop->SetTimer(3, 10ms);
+    std::this_thread::sleep_for(55ms); // five periods missed
+    EXPECT_EQ(loop->Dispatch(), 1);
+    EXPECT_EQ(loop->Dispatch(), 0);
+    EXPECT_FALSE(Readable(loop->FileDescriptor()));
+    loop->RunFor(25ms);
+    ASSERT_GE(r.times.size(), 2u);
+    EXPECT_GE(r.times[1] - r.times[0], 9ms); // not a burst of the missed ones
+}
+
+TEST(MessageLoop, DescriptorIsReadableExactlyWhenSomethingIsDue) {
+    Recorder r;
+    auto loop = MakeLoop(r);
+    const int fd = loop->FileDescriptor();
+    EXPECT_FALSE(Readable(fd));
+    loop->SetTimer(1, 40ms);
+    EXPECT_FALSE(Readable(fd));
+    EXPECT_TRUE(loop->Wait(200ms));
+    EXPECT_TRUE(Readable(fd));
+    EXPECT_EQ(loop->Dispatch(), 1);
+    EXPECT_FALSE(Readable(fd));
+    loop->KillTimer(1);
+    EXPECT_FALSE(loop->Wait(60ms)); // nothing left to wake for
+    EXPECT_FALSE(Readable(fd));
+}
+
+TEST(MessageLoop, PostedCallsWakeTheLoopAndRunInOrder) {
+    Recorder r;
+    auto loop = MakeLoop(r);
+    std::vector<int> order;
+    std::thread poster([&] {
+        for (int i = 0; i < 100; ++i)
+            loop->Post([&order, i] { order.push_back(i); });
+        loop->Quit();
+    });
+    loop->Run(); // returns on the Quit, which comes after the calls
+    poster.join();
+    ASSERT_EQ(order.size(), 100u);
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+}
+
+TEST(MessageLoop, QuitEndsTheInnermostRunOnly) {
+    Recorder r;
+    auto loop = MakeLoop(r);
+    int inner = 0;
+    loop->Post([&] {
+        loop->Quit();
+        loop->Run(); // ended by the Quit posted above
+        ++inner;
+        loop->Quit();
+    });
+    loop->RunFor(2s); // ended by the second Quit, well before the time is up
+    EXPECT_EQ(inner, 1);
+}
+
+TEST(MessageLoop, CloseStopsTicksAndRun) {
+    Recorder r;
+    auto loop = MakeLoop(r);
+    loop->SetTimer(1, 5ms);
+    loop->Post([&] { loop->Close(); });
+    loop->Run();
+    EXPECT_TRUE(loop->IsClosed());
+    EXPECT_EQ(loop->TimerCount(), 0u);
+    loop->SetTimer(2, 5ms); // ignored once closed
+    std::this_thread::sleep_for(15ms);
+    EXPECT_EQ(loop->Dispatch(), 0);
+    EXPECT_TRUE(r.ids.empty());
+}
+
+} // namespace

@@ -1,0 +1,454 @@
+// WTimer and its engine: ids and their wrap, copies sharing a timer, the loop's lifecycle,
+// ticks on the owning thread only, and listeners that change timers from inside a tick.
+#include "runtime/timer_engine.h"
+
+#include <tlvutl/timers.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cwchar>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Listener = WTimer::Listener;
+using TlvUtl::MessageLoop;
+
+WTimerEngine& Engine() {
+    return WTimerEngine::GetInstance();
+}
+
+std::size_t ListenersOf(std::uint32_t id) {
+    return Engine().GetListenerCount(tlv::runtime::TimerKey(id).c_str());
+}
+
+// Counts its ticks and remembers the threads they came on.
+struct Counter {
+    std::atomic<int> ticks{0};
+    std::set<std::thread::id> threads;
+    void Tick() {
+        ++ticks;
+        threads.insert(std::this_thread::get_id());
+    }
+    Listener AsListener() { return Listener::FromMethod<Counter, &Counter::Tick>(this); }
+};
+
+// Every test starts without a loop and with the counter at 1.
+class TimerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        WTimer::GlobalTimerShutdownTime();
+        tlv::runtime::SetTimerIdCounterForTesting(1);
+    }
+    void TearDown() override {
+        WTimer::GlobalTimerShutdownTime();
+        tlv::runtime::SetTimerKeyCountForTesting(nullptr);
+    }
+};
+
+TEST_F(TimerTest, KeysAreSignedDecimal) {
+    EXPECT_EQ(tlv::runtime::TimerKey(1), L"1");
+    EXPECT_EQ(tlv::runtime::TimerKey(2147483647u), L"2147483647");
+    EXPECT_EQ(tlv::runtime::TimerKey(0x80000000u), L"-2147483648");
+    EXPECT_EQ(tlv::runtime::TimerKey(0xFFFFFFFEu), L"-2");
+    // The same text as the formatter, over the whole range in steps.
+    for (std::uint64_t id = 0; id <= 0xFFFFFFFFu; id += 65521) {
+        wchar_t text[16];
+        std::swprintf(text, 16, L"%d", static_cast<int>(static_cast<std::uint32_t>(id)));
+        ASSERT_EQ(tlv::runtime::TimerKey(static_cast<std::uint32_t>(id)), text) << id;
+    }
+    EXPECT_EQ(tlv::runtime::TimerKey(0xFFFFFFFFu), L"-1");
+    EXPECT_EQ(tlv::runtime::TimerKey(0), L"0");
+}
+
+TEST_F(TimerTest, ConstructedAndDestroyedTakesNoId) {
+    { WTimer idle; }
+    EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), 1u);
+    EXPECT_FALSE(Engine().HasLoop());
+}
+
+TEST_F(TimerTest, IdsMoveForwardUntilTheyWrap) {
+    Counter a, b, c;
+    auto first = std::make_unique<WTimer>();
+    WTimer second;
+    first->Subscribe(a.AsListener());
+    second.Subscribe(b.AsListener());
+    EXPECT_EQ(ListenersOf(1), 1u);
+    EXPECT_EQ(ListenersOf(2), 1u);
+    first.reset(); // its listeners go with it
+    EXPECT_EQ(ListenersOf(1), 0u);
+    WTimer third;
+    third.Subscribe(c.AsListener());
+    EXPECT_EQ(ListenersOf(3), 1u); // not 1: the counter only moves forward
+    EXPECT_EQ(ListenersOf(1), 0u);
+    EXPECT_FALSE(Engine().HasLoop()); // subscribing starts nothing
+}
+
+TEST_F(TimerTest, CounterWrapsToOneAfterTheLastId) {
+    Counter a, b;
+    tlv::runtime::SetTimerIdCounterForTesting(0xFFFFFFFEu);
+    WTimer high, low;
+    high.Subscribe(a.AsListener());
+    EXPECT_EQ(Engine().GetListenerCount(L"-2"), 1u);
+    // The counter never holds 0xFFFFFFFF: it wrapped when it handed out 0xFFFFFFFE.
+    EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), 1u);
+    low.Subscribe(b.AsListener());
+    EXPECT_EQ(ListenersOf(1), 1u); // a wrap when handing out does not skip 1
+}
+
+TEST_F(TimerTest, SearchWrapSkipsOneAndKeepsOthersTaken) {
+    Counter held, fresh;
+    const Listener l = held.AsListener();
+    Engine().RegisterListener(L"-2", l);
+    Engine().RegisterListener(L"-1", l);
+    Engine().RegisterListener(L"3", l);
+    tlv::runtime::SetTimerIdCounterForTesting(0xFFFFFFFEu);
+    WTimer t;
+    t.Subscribe(fresh.AsListener());
+    // -2 and -1 are taken, the search wraps and raises the counter before testing it: 1 is
+    // passed over though free, 2 is handed out.
+    EXPECT_EQ(ListenersOf(1), 0u);
+    EXPECT_EQ(ListenersOf(2), 1u);
+    WTimer next;
+    next.Subscribe(fresh.AsListener());
+    EXPECT_EQ(ListenersOf(4), 1u); // 3 is taken
+    for (const wchar_t* key : {L"-2", L"-1", L"3"})
+        Engine().RemoveAllListeners(key);
+}
+
+TEST_F(TimerTest, SearchOverASmallIdSpace) {
+    // The same search with 8 standing for 0xFFFFFFFF.
+    std::set<std::wstring> taken;
+    auto count = [&taken](const std::wstring& key) -> std::size_t { return taken.count(key); };
+    std::uint32_t counter = 6;
+    taken = {L"6", L"8"};
+    EXPECT_EQ(tlv::runtime::SearchTimerId(counter, count, 8), 7u);
+    EXPECT_EQ(counter, 1u); // 8 is never stored
+    counter = 7;
+    taken = {L"7", L"8"};
+    EXPECT_EQ(tlv::runtime::SearchTimerId(counter, count, 8), 2u); // 1 skipped after the wrap
+    EXPECT_EQ(counter, 3u);
+    counter = 7;
+    taken = {L"7", L"8", L"2", L"3", L"4", L"5", L"6"};
+    EXPECT_THROW(tlv::runtime::SearchTimerId(counter, count, 8), WTimerIdsExhausted);
+    counter = 7;
+    taken = {L"7", L"8", L"2", L"3", L"4", L"5"};
+    EXPECT_EQ(tlv::runtime::SearchTimerId(counter, count, 8), 6u);
+}
+
+std::size_t ExhaustedSearch(const std::wstring&) {
+    throw WTimerIdsExhausted();
+}
+
+TEST_F(TimerTest, StartAndStopSwallowAnExhaustedIdSpace) {
+    tlv::runtime::SetTimerKeyCountForTesting(&ExhaustedSearch);
+    Counter c;
+    WTimer t;
+    EXPECT_NO_THROW(t.Start(10));
+    EXPECT_NO_THROW(t.Stop());
+    EXPECT_FALSE(Engine().HasLoop()); // nothing started
+    EXPECT_THROW(t.Subscribe(c.AsListener()), WTimerIdsExhausted);
+    EXPECT_THROW(t.UnSubscribe(c.AsListener()), WTimerIdsExhausted);
+}
+
+TEST_F(TimerTest, StopBeforeStartTakesAnIdAndNothingElse) {
+    WTimer t;
+    t.Stop();
+    EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), 2u);
+    EXPECT_FALSE(Engine().HasLoop());
+}
+
+TEST_F(TimerTest, CopiesShareOneTimer) {
+    Counter a, b;
+    WTimer original;
+    original.Subscribe(a.AsListener());
+    {
+        WTimer copy(original);
+        copy.Subscribe(b.AsListener());
+        EXPECT_EQ(ListenersOf(1), 2u); // one timer, one key
+        copy.Start(10);
+        MessageLoop::RunFor(55ms);
+        EXPECT_GT(a.ticks, 0);
+        EXPECT_EQ(a.ticks.load(), b.ticks.load());
+    } // the copy's destruction stops the shared timer and removes both listeners
+    EXPECT_EQ(ListenersOf(1), 0u);
+    const int before = a.ticks;
+    MessageLoop::RunFor(40ms);
+    EXPECT_EQ(a.ticks, before);
+    WTimer assigned;
+    assigned = original;
+    EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), 2u); // no new id for the copy
+}
+
+TEST_F(TimerTest, ShutdownThenStopDoesNothingAndStartRecreates) {
+    Counter c;
+    WTimer t;
+    t.Subscribe(c.AsListener());
+    t.Start(10);
+    EXPECT_TRUE(Engine().HasLoop());
+    const int fd = MessageLoop::FileDescriptor();
+    EXPECT_GE(fd, 0);
+    WTimer::GlobalTimerShutdownTime();
+    EXPECT_FALSE(Engine().HasLoop());
+    EXPECT_EQ(MessageLoop::PumpPending(), 0);
+    t.Stop();
+    EXPECT_FALSE(Engine().HasLoop());
+    t.Start(10);
+    EXPECT_TRUE(Engine().HasLoop());
+    MessageLoop::RunFor(45ms);
+    EXPECT_GT(c.ticks, 0);
+}
+
+TEST_F(TimerTest, TwoTimersTickAboutThreeToOne) {
+    Counter fast, slow;
+    WTimer f, s;
+    f.Subscribe(fast.AsListener());
+    s.Subscribe(slow.AsListener());
+    f.Start(10);
+    s.Start(30);
+    MessageLoop::RunFor(1000ms);
+    // Never early, and a loaded machine loses some ticks, more of the fast one.
+    EXPECT_LE(fast.ticks, 100);
+    EXPECT_LE(slow.ticks, 33);
+    EXPECT_GE(fast.ticks, 50);
+    EXPECT_GE(slow.ticks, 20);
+    const double ratio = double(fast.ticks) / slow.ticks;
+    EXPECT_GT(ratio, 2.2);
+    EXPECT_LT(ratio, 3.4);
+}
+
+TEST_F(TimerTest, RestartTakesTheNewInterval) {
+    Counter c;
+    WTimer t;
+    t.Subscribe(c.AsListener());
+    t.Start(500);
+    MessageLoop::RunFor(30ms);
+    EXPECT_EQ(c.ticks, 0);
+    t.Start(10); // restarts the running timer
+    MessageLoop::RunFor(105ms);
+    EXPECT_GE(c.ticks, 3); // ten on an idle machine
+    t.Start(1000);
+    const int before = c.ticks;
+    MessageLoop::RunFor(50ms);
+    EXPECT_EQ(c.ticks, before);
+}
+
+// Destroys its own timer from the tick; a second listener of the same timer must not run.
+struct SelfDestroying {
+    WTimer* timer = nullptr;
+    int ticks = 0;
+    void Tick() {
+        ++ticks;
+        delete timer;
+        timer = nullptr;
+    }
+};
+
+TEST_F(TimerTest, TimerDestroyedInsideItsOwnTick) {
+    SelfDestroying first;
+    Counter second, other;
+    first.timer = new WTimer;
+    first.timer->Subscribe(Listener::FromMethod<SelfDestroying, &SelfDestroying::Tick>(&first));
+    first.timer->Subscribe(second.AsListener());
+    first.timer->Start(10);
+    WTimer bystander;
+    bystander.Subscribe(other.AsListener());
+    bystander.Start(10);
+    MessageLoop::RunFor(80ms);
+    EXPECT_EQ(first.ticks, 1);
+    EXPECT_EQ(second.ticks, 0); // unregistered by the destruction before its turn
+    EXPECT_GE(other.ticks, 2);  // the loop goes on
+}
+
+struct ShutsDownOnThirdTick {
+    int ticks = 0;
+    void Tick() {
+        if (++ticks == 3)
+            WTimer::GlobalTimerShutdownTime();
+    }
+};
+
+TEST_F(TimerTest, ShutdownFromATickEndsRun) {
+    ShutsDownOnThirdTick s;
+    WTimer t;
+    t.Subscribe(Listener::FromMethod<ShutsDownOnThirdTick, &ShutsDownOnThirdTick::Tick>(&s));
+    t.Start(10);
+    MessageLoop::Run(); // returns because the loop is destroyed
+    EXPECT_EQ(s.ticks, 3);
+    EXPECT_FALSE(Engine().HasLoop());
+}
+
+// Runs a nested loop from its first tick, as a modal dialog would.
+struct Modal {
+    int ticks = 0;
+    void Tick() {
+        if (++ticks == 1)
+            MessageLoop::RunFor(60ms);
+    }
+};
+
+TEST_F(TimerTest, ANestedLoopInsideATickKeepsTimersTicking) {
+    Modal modal;
+    Counter other;
+    WTimer slow, fast;
+    slow.Subscribe(Listener::FromMethod<Modal, &Modal::Tick>(&modal));
+    fast.Subscribe(other.AsListener());
+    slow.Start(20);
+    fast.Start(10);
+    MessageLoop::RunFor(90ms);
+    EXPECT_GE(other.ticks, 5); // most of them inside the nested loop
+    EXPECT_GE(modal.ticks, 2); // the outer tick's own timer ticks in the nested loop too
+}
+
+TEST_F(TimerTest, QuitFromAnotherThreadEndsRun) {
+    Counter c;
+    WTimer t;
+    t.Subscribe(c.AsListener());
+    t.Start(10);
+    std::thread quitter([] {
+        std::this_thread::sleep_for(60ms);
+        MessageLoop::Quit();
+    });
+    MessageLoop::Run();
+    quitter.join();
+    EXPECT_GT(c.ticks, 0);
+    EXPECT_TRUE(Engine().HasLoop());
+}
+
+TEST_F(TimerTest, ShutdownFromAnotherThreadEndsTheOwnersRun) {
+    Counter c;
+    WTimer t;
+    t.Subscribe(c.AsListener());
+    t.Start(10);
+    std::thread closer([] {
+        std::this_thread::sleep_for(50ms);
+        WTimer::GlobalTimerShutdownTime();
+    });
+    MessageLoop::Run();
+    closer.join();
+    EXPECT_GT(c.ticks, 0);
+    EXPECT_FALSE(Engine().HasLoop());
+    const int before = c.ticks;
+    EXPECT_EQ(MessageLoop::PumpPending(), 0);
+    EXPECT_EQ(c.ticks, before);
+}
+
+TEST_F(TimerTest, TicksArriveOnTheOwningThreadOnly) {
+    Counter c;
+    WTimer t;
+    t.Subscribe(c.AsListener());
+    t.Start(10);
+    EXPECT_TRUE(MessageLoop::IsOwnerThread());
+    std::atomic<bool> done{false};
+    std::atomic<int> delivered{0};
+    std::atomic<bool> ownerElsewhere{false};
+    std::thread other([&] {
+        // Another thread can neither pump nor take over the loop.
+        ownerElsewhere = MessageLoop::IsOwnerThread();
+        while (!done) {
+            delivered += MessageLoop::PumpPending();
+            MessageLoop::RunFor(5ms);
+            delivered += MessageLoop::Dispatch();
+        }
+    });
+    MessageLoop::RunFor(150ms);
+    done = true;
+    other.join();
+    EXPECT_FALSE(ownerElsewhere);
+    EXPECT_EQ(delivered, 0);
+    EXPECT_GT(c.ticks, 5);
+    ASSERT_EQ(c.threads.size(), 1u);
+    EXPECT_EQ(*c.threads.begin(), std::this_thread::get_id());
+}
+
+TEST_F(TimerTest, StartAndStopFromAnotherThreadAreHandedToTheOwner) {
+    Counter c;
+    WTimer owned; // makes this thread the owner
+    owned.Start(1000);
+    WTimer t;
+    std::thread worker([&] {
+        t.Subscribe(c.AsListener());
+        t.Start(10);
+    });
+    worker.join();
+    EXPECT_EQ(c.ticks, 0);
+    MessageLoop::RunFor(80ms);
+    EXPECT_GT(c.ticks, 2);
+    ASSERT_EQ(c.threads.size(), 1u);
+    EXPECT_EQ(*c.threads.begin(), std::this_thread::get_id());
+
+    std::thread stopper([&] { t.Stop(); });
+    stopper.join();
+    MessageLoop::PumpPending(); // applies the Stop
+    const int before = c.ticks;
+    MessageLoop::RunFor(40ms);
+    EXPECT_EQ(c.ticks, before);
+}
+
+TEST_F(TimerTest, TheFirstThreadToStartOwnsTheLoop) {
+    Counter c;
+    WTimer t;
+    t.Subscribe(c.AsListener());
+    std::thread ui([&] {
+        t.Start(10);
+        MessageLoop::RunFor(60ms);
+        WTimer::GlobalTimerShutdownTime();
+    });
+    ui.join();
+    EXPECT_GT(c.ticks, 0);
+    ASSERT_EQ(c.threads.size(), 1u);
+    EXPECT_NE(*c.threads.begin(), std::this_thread::get_id());
+    EXPECT_FALSE(Engine().HasLoop());
+}
+
+TEST_F(TimerTest, ManyThreadsTakeDistinctIds) {
+    constexpr int kThreads = 4, kEach = 200;
+    std::vector<std::unique_ptr<WTimer>> timers(kThreads * kEach);
+    std::vector<std::unique_ptr<Counter>> counters(kThreads * kEach);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = t * kEach; i < (t + 1) * kEach; ++i) {
+                timers[i] = std::make_unique<WTimer>();
+                counters[i] = std::make_unique<Counter>();
+                timers[i]->Subscribe(counters[i]->AsListener());
+            }
+        });
+    for (auto& th : threads)
+        th.join();
+    for (std::uint32_t id = 1; id <= kThreads * kEach; ++id)
+        ASSERT_EQ(ListenersOf(id), 1u) << id;
+    EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), kThreads * kEach + 1u);
+}
+
+// Subscribes a second listener from inside the tick and unsubscribes itself.
+struct Handover {
+    WTimer* timer;
+    Counter* next;
+    int ticks = 0;
+    void Tick() {
+        ++ticks;
+        timer->UnSubscribe(Listener::FromMethod<Handover, &Handover::Tick>(this));
+        timer->Subscribe(next->AsListener());
+    }
+};
+
+TEST_F(TimerTest, ListenersChangeListenersFromATick) {
+    WTimer t;
+    Counter next;
+    Handover h{&t, &next};
+    t.Subscribe(Listener::FromMethod<Handover, &Handover::Tick>(&h));
+    t.Start(10);
+    MessageLoop::RunFor(65ms);
+    EXPECT_EQ(h.ticks, 1);
+    EXPECT_GE(next.ticks, 2);
+}
+
+} // namespace
