@@ -12,7 +12,8 @@ cmake -S "$here" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/n
 cmake --build "$work/build" >/dev/null
 libdir=$(dirname "$(find "$prefix" -name 'libtlvutl.so' | head -n1)")
 
-examples=(startup units_field xml_settings registry ini_files timer_glib paper_chooser xmp_jpeg)
+examples=(startup units_field xml_settings registry ini_files timer_glib paper_chooser xmp_jpeg
+          dir_watch)
 passed=0
 failed=0
 for name in "${examples[@]}"; do
