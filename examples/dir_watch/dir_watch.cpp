@@ -58,7 +58,7 @@ int main() {
     }
     std::printf("%s: %s\n", nested.c_str(), seen ? "changed, rescanning" : "no call within 5 s");
 
-    watch.reset(); // stops watching the folder
+    watch.reset();                                 // stops watching the folder
     CDirectoriesChangesTracker::AppShuttingDown(); // the worker thread ends here
 
     unlink((nested + "/soft.brush").c_str());
