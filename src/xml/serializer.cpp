@@ -43,8 +43,9 @@ bool Save(xmlNodePtr node, int options, std::string& out) {
 
 } // namespace
 
-bool SerializeDocument(xmlDocPtr doc, bool indent, std::string& out) {
-    return Save(reinterpret_cast<xmlNodePtr>(doc), indent ? XML_SAVE_FORMAT : 0, out);
+bool SerializeDocument(xmlDocPtr doc, bool indent, std::string& out, bool declaration) {
+    return Save(reinterpret_cast<xmlNodePtr>(doc),
+                (indent ? XML_SAVE_FORMAT : 0) | (declaration ? 0 : XML_SAVE_NO_DECL), out);
 }
 
 std::string SerializeNode(xmlNodePtr node) {
