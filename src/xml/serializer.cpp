@@ -19,6 +19,7 @@ using Buffer = std::unique_ptr<xmlBuffer, BufferFree>;
 // Saves through a save context into memory. The encoding is named so that characters
 // beyond ASCII are written as UTF-8, not as character references.
 bool Save(xmlNodePtr node, int options, std::string& out) {
+    EnsureXmlRuntime(); // this thread's messages are kept too
     Buffer buffer(xmlBufferCreate());
     if (!buffer) {
         SetLastXmlError("out of memory");
