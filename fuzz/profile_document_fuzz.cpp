@@ -3,8 +3,8 @@
 //
 // Stricter checks, off by default: TLVUTL_FUZZ_INI_STRICT=1 requires that written text
 // reads back with the same sections, keys and values, =2 also that an unedited document
-// writes back its exact bytes. Both still fail on UTF-16 files holding U+0000 or lone line
-// breaks (e.g. base64 //4AAABbXQANAAoAPQBrdgANAAoA), which the ini reader has yet to settle.
+// writes back its exact bytes (a UTF-16 file with an odd byte count loses its half
+// character, so =2 stops there).
 #include "environment/profile_document.h"
 
 #include <cstdint>

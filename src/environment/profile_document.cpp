@@ -119,11 +119,14 @@ ProfileDocument ProfileDocument::Parse(const std::string& bytes) {
         std::wstring text =
             d.utf16_ ? TlvUtils::FromUtf16LE(raw.data(), raw.size()) : TlvUtils::FromUtf8(raw);
         d.lines_.push_back(Classify(std::move(raw), std::move(text)));
+        d.lines_.back().eol = eol; // kept, so untouched lines are written back as they were
         lineStart = at + unit;
         d.finalNewline_ = true;
     }
-    if (lineStart < bytes.size()) {
-        std::string raw = bytes.substr(lineStart);
+    // A UTF-16 file cut in the middle of a character: the half character is no text, and
+    // kept it would shift every character written after it.
+    if (lineStart < usable) {
+        std::string raw = bytes.substr(lineStart, usable - lineStart);
         std::wstring text =
             d.utf16_ ? TlvUtils::FromUtf16LE(raw.data(), raw.size()) : TlvUtils::FromUtf8(raw);
         d.lines_.push_back(Classify(std::move(raw), std::move(text)));
@@ -148,7 +151,9 @@ std::string ProfileDocument::Serialize() const {
             out += utf16_ ? TlvUtils::ToUtf16LE(l.text) : TlvUtils::ToUtf8(l.text);
         else
             out += l.raw;
-        if (i + 1 < lines_.size() || finalNewline_)
+        if (!l.eol.empty())
+            out += utf16_ ? TlvUtils::ToUtf16LE(TlvUtils::FromUtf8(l.eol)) : l.eol;
+        else if (i + 1 < lines_.size() || finalNewline_)
             out += eol;
     }
     return out;
@@ -252,7 +257,9 @@ bool ProfileDocument::SetValue(std::wstring_view section, std::wstring_view key,
         Line& l = lines_[it->second];
         if (l.value == v)
             return false;
+        std::string eol = std::move(l.eol);
         l = MakeLine(l.name + L"=" + v); // the key keeps the spelling it has in the file
+        l.eol = std::move(eol);
         return Reindex(), true;
     }
     lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(InsertionPoint(*s)),
