@@ -512,8 +512,12 @@ private:
         }
         if (!HexBytes(rest, change.data))
             return Error(number, L"malformed hexadecimal byte list", error);
+        // A file saved as UTF-8 by an editor keeps the 8-bit bytes of its hex data: data that
+        // is not UTF-8 is read as Windows-1252 there too.
         if (regedit4_ && IsText(change.type))
-            change.data = TlvUtils::ToUtf16LE(Decode8(change.data, codec_));
+            change.data = TlvUtils::ToUtf16LE(Decode8(
+                change.data,
+                codec_ == Codec::kUtf8 && ValidUtf8(change.data) ? Codec::kUtf8 : Codec::kCp1252));
         return true;
     }
 
