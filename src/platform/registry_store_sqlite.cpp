@@ -321,7 +321,9 @@ struct RegistryHive::Impl {
             rc = SQLITE_BUSY; // another connection kept the file from switching yet
         if (rc == SQLITE_OK)
             rc = Exec("PRAGMA synchronous=FULL");
-        if (rc == SQLITE_OK && tables == 0) {
+        if (rc != SQLITE_OK)
+            return rc;
+        if (tables == 0) {
             // The schema is made and checked under the write lock: of two processes meeting
             // on a new file, the second finds it made.
             rc = Exec("BEGIN IMMEDIATE");
