@@ -8,10 +8,10 @@
 #include "platform/file_system.h"
 #include "platform/registry_raw.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cwchar>
 #include <iterator>
-#include <algorithm>
 #include <map>
 
 namespace tlv::environment {
@@ -701,7 +701,8 @@ LONG RegImportFile(const wchar_t* fileName, std::wstring* error, std::wstring* e
             DWORD ignored = 0;
             if (RegQueryInfoKeyW(root, nullptr, nullptr, nullptr, &ignored, nullptr, nullptr,
                                  nullptr, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-                return Fail(error, r, Problem(RootIndexOf(root), TlvUtl::RegistryRootName(root), r));
+                return Fail(error, r,
+                            Problem(RootIndexOf(root), TlvUtl::RegistryRootName(root), r));
         }
         return Fail(error, r, L"the changes could not be made: " + DescribeRegistryStatus(r));
     }

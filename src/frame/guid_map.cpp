@@ -84,10 +84,9 @@ bool Mirrored(const std::vector<GUID>& engines, const std::vector<GUID>& appForE
             return false;
     std::vector<bool> seen(engines.size(), false);
     for (std::size_t i = 0; i < apps.size(); ++i) {
-        const auto at = std::lower_bound(engines.begin(), engines.end(), engineForApp[i],
-                                         [](const GUID& x, const GUID& y) {
-                                             return TlvUtl::CompareGuids(x, y) < 0;
-                                         });
+        const auto at = std::lower_bound(
+            engines.begin(), engines.end(), engineForApp[i],
+            [](const GUID& x, const GUID& y) { return TlvUtl::CompareGuids(x, y) < 0; });
         if (at == engines.end() || TlvUtl::CompareGuids(*at, engineForApp[i]) != 0)
             return false;
         const auto k = static_cast<std::size_t>(at - engines.begin());

@@ -1,6 +1,6 @@
-#include "registry_store.h"
-#include "file_system.h"
 #include "core/case_fold.h"
+#include "file_system.h"
+#include "registry_store.h"
 
 #include <tlvutl/encoding.h>
 
@@ -903,8 +903,8 @@ LONG CheckRegistryHiveFile(const std::string& file, std::vector<std::string>& pr
         return ERROR_BADDB;
     }
     sqlite3* db = nullptr;
-    int rc = sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX,
-                             nullptr);
+    int rc =
+        sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
     if (rc == SQLITE_OK)
         sqlite3_busy_handler(db, BusyWait, nullptr);
     auto ask = [&](const char* sql, std::vector<std::string>& rows) {
