@@ -211,7 +211,8 @@ TLVUTL_API void SetRegistryDirectory(const std::wstring& folder);
 TLVUTL_API std::wstring GetRegistryStoreFile(HKEY root);
 // Reads the whole database file of a predefined root and checks it (pages, indexes, that it
 // is a store of this version) without changing it: ERROR_SUCCESS when sound, ERROR_BADDB with
-// one line per problem found in *problems, ERROR_FILE_NOT_FOUND when the root has no file yet.
+// one line per problem found in *problems, ERROR_FILE_NOT_FOUND when the root has no store yet
+// (no file, or an empty one).
 TLVUTL_API LONG CheckRegistryStore(HKEY root, std::vector<std::wstring>* problems = nullptr);
 // A short English description of a status for messages ("the key or value does not exist").
 TLVUTL_API std::wstring DescribeRegistryStatus(LONG status);

@@ -105,7 +105,8 @@ private:
 };
 
 // Checks a hive's database file through and through without changing it: ERROR_SUCCESS when
-// sound, ERROR_BADDB with what is wrong in problems, ERROR_FILE_NOT_FOUND when there is none.
+// sound, ERROR_BADDB with what is wrong in problems, ERROR_FILE_NOT_FOUND when there is none
+// or it is still empty.
 LONG CheckRegistryHiveFile(const std::string& file, std::vector<std::string>& problems);
 
 // The comparison form of a name: upper case by the invariant simple mapping, as the

@@ -924,10 +924,22 @@ LONG CheckRegistryHiveFile(const std::string& file, std::vector<std::string>& pr
         rc = ask("PRAGMA integrity_check(100)", rows);
     if (rc == SQLITE_OK && !(rows.size() == 1 && rows[0] == "ok"))
         problems = rows;
+    bool empty = false;
     if (rc == SQLITE_OK && problems.empty()) {
         rc = ask("PRAGMA application_id", rows);
-        if (rc == SQLITE_OK && (rows.empty() || rows[0] != std::to_string(kApplicationId)))
+        const bool ours =
+            rc == SQLITE_OK && !rows.empty() && rows[0] == std::to_string(kApplicationId);
+        std::vector<std::string> tables;
+        if (rc == SQLITE_OK && !ours && !rows.empty() && rows[0] == "0")
+            rc = ask("SELECT count(*) FROM sqlite_schema", tables);
+        // A file still empty is a store not made yet, as the first opener makes it.
+        empty = rc == SQLITE_OK && !ours && !tables.empty() && tables[0] == "0";
+        if (rc == SQLITE_OK && !ours && !empty)
             problems.push_back("the database is not a registry store");
+    }
+    if (rc == SQLITE_OK && empty) {
+        sqlite3_close_v2(db);
+        return ERROR_FILE_NOT_FOUND;
     }
     if (rc == SQLITE_OK && problems.empty()) {
         rc = ask("PRAGMA user_version", rows);

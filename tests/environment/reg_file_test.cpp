@@ -316,6 +316,13 @@ TEST_F(RegFile, DamageFoundWhileApplyingRollsBackEveryRoot) {
     EXPECT_EQ(CheckRegistryStore(HKEY_CURRENT_USER, &problems), ERROR_SUCCESS);
     EXPECT_TRUE(problems.empty());
     EXPECT_EQ(CheckRegistryStore(HKEY_USERS, &problems), ERROR_FILE_NOT_FOUND);
+    WriteBytes(sandbox->File("HKEY_USERS"), "");
+    EXPECT_EQ(CheckRegistryStore(HKEY_USERS, &problems), ERROR_FILE_NOT_FOUND);
+    WriteBytes(sandbox->File("HKEY_CURRENT_CONFIG"), "not a database at all, some text");
+    EXPECT_EQ(CheckRegistryStore(HKEY_CURRENT_CONFIG, &problems), ERROR_BADDB);
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_NE(problems[0].find(L"not a database"), std::wstring::npos);
+    EXPECT_EQ(CheckRegistryStore(HKEY_PERFORMANCE_DATA, &problems), ERROR_INVALID_HANDLE);
 }
 
 // A file of the older form as older tools wrote it: 8-bit text, string data as 8-bit bytes.
