@@ -65,6 +65,9 @@ bool IsDirectory(std::wstring_view path);
 bool IsRegularFile(std::wstring_view path);
 // Both paths name one existing file or folder.
 bool SameFile(std::wstring_view a, std::wstring_view b);
+// The absolute path of an existing entry with every link, "." and ".." resolved, so that
+// whether a file lies inside a folder can be decided by comparing the two strings.
+std::error_code CanonicalPath(std::wstring_view path, std::wstring& canonical);
 
 struct DirEntry {
     std::wstring name;               // the last step only
@@ -157,17 +160,21 @@ private:
 // taking it never creates the target and a file that is replaced (renamed over) or created
 // meanwhile is still guarded; it serialises writers of files in one folder, which is cheap
 // for settings files. Fails (Locked() false, Error() set) when the folder is missing.
+// A thread that already holds the lock of a folder may take it again (the inner lock only
+// counts), so a read-modify-write can hold it while a save inside takes it too.
 class PathLock {
 public:
     explicit PathLock(std::wstring_view path);
     ~PathLock();
     PathLock(const PathLock&) = delete;
     PathLock& operator=(const PathLock&) = delete;
-    bool Locked() const { return fd_ >= 0; }
+    bool Locked() const;
     const std::error_code& Error() const { return error_; }
 
 private:
     int fd_ = -1;
+    bool nested_ = false;
+    std::string folder_;
     std::error_code error_;
 };
 

@@ -194,6 +194,17 @@ bool IsRegularFile(std::wstring_view path) {
     return !Stat(path, info) && info.kind == FileKind::kFile;
 }
 
+std::error_code CanonicalPath(std::wstring_view path, std::wstring& canonical) {
+    canonical.clear();
+    const std::string native = NativePath(path);
+    char* resolved = ::realpath(native.c_str(), nullptr);
+    if (!resolved)
+        return LastErrno();
+    canonical = WidePath(resolved);
+    std::free(resolved);
+    return {};
+}
+
 bool SameFile(std::wstring_view a, std::wstring_view b) {
     FileInfo x, y;
     return !Stat(a, x) && !Stat(b, y) && x.inode == y.inode && x.device == y.device;
@@ -544,9 +555,21 @@ std::error_code File::Close() {
 
 // ---- Locks -------------------------------------------------------------------------------
 
-PathLock::PathLock(std::wstring_view path) {
-    const std::string folder = NativeParent(NativePath(path));
-    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+namespace {
+// The folders whose lock this thread holds, with how many PathLocks share each. flock()
+// locks of one process through two descriptors exclude each other, so a second lock of
+// the same folder on the same thread would wait forever.
+thread_local std::vector<std::pair<std::string, int>> t_heldFolders;
+} // namespace
+
+PathLock::PathLock(std::wstring_view path) : folder_(NativeParent(NativePath(path))) {
+    for (auto& held : t_heldFolders)
+        if (held.first == folder_) {
+            ++held.second;
+            nested_ = true;
+            return;
+        }
+    const int fd = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) {
         error_ = LastErrno();
         return;
@@ -557,11 +580,24 @@ PathLock::PathLock(std::wstring_view path) {
         return;
     }
     fd_ = fd;
+    t_heldFolders.emplace_back(folder_, 1);
 }
 
 PathLock::~PathLock() {
+    if (!nested_ && fd_ < 0)
+        return;
+    for (auto it = t_heldFolders.begin(); it != t_heldFolders.end(); ++it)
+        if (it->first == folder_) {
+            if (--it->second == 0)
+                t_heldFolders.erase(it);
+            break;
+        }
     if (fd_ >= 0)
         ::close(fd_); // releases the lock
+}
+
+bool PathLock::Locked() const {
+    return fd_ >= 0 || nested_;
 }
 
 // ---- Errors ------------------------------------------------------------------------------

@@ -59,6 +59,9 @@ void ShowTimerTicks(std::ostream& out, unsigned intervalMs, long count, long tim
 int RunPaper(const Args& args);
 // The paper catalogue in its display order, at most limit papers unless limit is negative.
 void PrintPapers(std::ostream& out, const CPaperTypeMgr& mgr, int limit);
+int RunWatch(const Args& args);
+// The tour's stop: one change reported by the directory tracker.
+void TourDirectoryTracker();
 
 } // namespace tlvtool
 

@@ -58,6 +58,10 @@ const std::vector<Command>& Commands() {
          "list [--system metric|imperial]\n  paper find WIDTH HEIGHT in|mm|px\n"
          "  paper add NAME WIDTH HEIGHT in|mm|px\n  paper delete NAME",
          RunPaper},
+        {"watch", "print a line each time a folder changes, until interrupted",
+         "[--subtree] [--filter NAME,...] FOLDER...\n"
+         "  NAME: file-name, dir-name, attributes, size, last-write, security, all (default)",
+         RunWatch},
     };
     return commands;
 }
