@@ -8,6 +8,7 @@ packages=(cmake ninja-build g++ clang libclang-rt-14-dev pkg-config
           libglib2.0-dev # tests only: a host main loop driving the timers
           libmuparser-dev libpugixml-dev # muparser, pugixml: benchmark comparisons only
           exiv2 # reads back the XMP packets in the tool tests
+          sqlite3 # folds a store's log into its file before the damaged-store tool test
           doxygen graphviz help2man dpkg-dev) # the API reference, the man page, the package
 missing=()
 for p in "${packages[@]}"; do

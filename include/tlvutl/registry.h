@@ -41,6 +41,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #ifndef _WIN32
 /* Predefined roots, with their Windows values (sign-extended 32-bit constants). */
@@ -208,22 +209,39 @@ TLVUTL_API void SetRegistryDirectory(const std::wstring& folder);
 // The database file that holds a predefined root; empty for HKEY_PERFORMANCE_DATA and for
 // anything that is not a predefined root.
 TLVUTL_API std::wstring GetRegistryStoreFile(HKEY root);
+// Reads the whole database file of a predefined root and checks it (pages, indexes, that it
+// is a store of this version) without changing it: ERROR_SUCCESS when sound, ERROR_BADDB with
+// one line per problem found in *problems, ERROR_FILE_NOT_FOUND when the root has no store yet
+// (no file, or an empty one).
+TLVUTL_API LONG CheckRegistryStore(HKEY root, std::vector<std::wstring>* problems = nullptr);
 // A short English description of a status for messages ("the key or value does not exist").
 TLVUTL_API std::wstring DescribeRegistryStatus(LONG status);
+
+// The two forms of .reg files: "Windows Registry Editor Version 5.00" (UTF-16LE) and the
+// older "REGEDIT4" (8-bit text, string data in 8-bit bytes too).
+enum class RegFileFormat { kUnicode, kRegedit4 };
 
 // Writes the key at keyPath (ROOT\sub\key) and everything below it as a "Windows Registry
 // Editor Version 5.00" file: UTF-16LE with a byte-order mark, CRLF line ends. Strings stored
 // with exactly one terminating NUL are written as "text", other string data as hex(1):,
 // hex(2): or hex(7): so that an import gives back the same bytes. Returns ERROR_SUCCESS or the
 // failing status, with a description in *error when error is not null.
+// With RegFileFormat::kRegedit4 the file is "REGEDIT4" text for older tools: Windows-1252
+// when every name and string fits it (and cannot be mistaken for UTF-8), UTF-8 otherwise;
+// string data that has no 8-bit form (not UTF-16) makes the export fail, ERROR_INVALID_DATA.
 TLVUTL_API LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName,
-                              std::wstring* error = nullptr);
-// Applies a .reg file (UTF-16LE with BOM, or UTF-8): [key] creates, [-key] deletes a key with
-// its sub-keys, "name"=value and @=value write, "name"=- deletes. The whole file is checked
-// first: a malformed file changes nothing, returns ERROR_INVALID_DATA and *error names the
-// line ("line 7: ..."). The changes to each root are made in one transaction, after every
-// store involved has been found usable.
-TLVUTL_API LONG RegImportFile(const wchar_t* fileName, std::wstring* error = nullptr);
+                              std::wstring* error = nullptr,
+                              RegFileFormat format = RegFileFormat::kUnicode);
+// Applies a .reg file: [key] creates, [-key] deletes a key with its sub-keys, "name"=value
+// and @=value write, "name"=- deletes. "Windows Registry Editor Version 5.00" files are
+// UTF-16LE with a BOM or UTF-8; "REGEDIT4" files are UTF-8 when valid, else Windows-1252, and
+// their hex(1), hex(2) and hex(7) data is text in that encoding. *encoding (when not null)
+// names the encoding the file was read in. The whole file is checked first: a malformed file
+// (also a key name over 255 or a value name over 16,383 characters) changes nothing, returns
+// ERROR_INVALID_DATA and *error names the line ("line 7: ..."). The changes to every root are
+// made together after every store involved has been found usable: all of them or none.
+TLVUTL_API LONG RegImportFile(const wchar_t* fileName, std::wstring* error = nullptr,
+                              std::wstring* encoding = nullptr);
 
 } // namespace TlvUtl
 

@@ -136,6 +136,9 @@ template <class Edit> BOOL Modify(const std::wstring& path, Edit edit) {
                                                                             : ERROR_ACCESS_DENIED);
         return FALSE;
     }
+    // A writer killed between writing its temporary and the rename left it behind; under the
+    // lock no other writer is busy with one, so whatever is found is stale.
+    tlv::platform::RemoveStaleTemporaries(path);
     std::string bytes;
     const std::error_code readError = tlv::platform::ReadWholeFile(path, bytes);
     if (readError && readError != std::errc::no_such_file_or_directory) {

@@ -109,6 +109,13 @@ std::error_code ReadWholeFile(std::wstring_view path, std::string& bytes);
 // whose permissions it takes; a new file gets 0666 less the umask. The folder must exist.
 std::error_code WriteFileAtomically(std::wstring_view path, std::string_view bytes);
 
+// Removes the files WriteFileAtomically left beside path when its writer was killed before
+// the rename: path + "." + six letters and digits. Call it only while holding the PathLock of
+// path, which every writer of path holds: no temporary found then is still being written.
+// Six letters all of one case ("x.ini.backup") are taken for a file of the user's and kept,
+// at the cost of leaving the rare temporary named so. Returns how many were removed.
+int RemoveStaleTemporaries(std::wstring_view path);
+
 // Creates a new empty file named prefix + a unique part + suffix in the temporary folder
 // ($TMPDIR, else /tmp), readable by the user only; its path goes to path.
 std::error_code CreateTempFile(std::string_view prefix, std::string_view suffix,

@@ -410,6 +410,45 @@ std::error_code WriteFileAtomically(std::wstring_view widePath, std::string_view
     return {};
 }
 
+int RemoveStaleTemporaries(std::wstring_view widePath) {
+    const std::string path = NativePath(widePath);
+    const std::size_t slash = path.rfind('/');
+    const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+    const std::string folder = NativeParent(path);
+    const int dirFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd < 0)
+        return 0;
+    DIR* dir = ::fdopendir(dirFd);
+    if (!dir) {
+        ::close(dirFd);
+        return 0;
+    }
+    int removed = 0;
+    while (const dirent* e = ::readdir(dir)) {
+        const std::string_view name(e->d_name);
+        if (name.size() != base.size() + 7 || name.compare(0, base.size(), base) != 0 ||
+            name[base.size()] != '.')
+            continue;
+        const std::string_view tail = name.substr(base.size() + 1);
+        bool alnum = true, lower = false, upper = false, digit = false;
+        for (char c : tail) {
+            lower |= c >= 'a' && c <= 'z';
+            upper |= c >= 'A' && c <= 'Z';
+            digit |= c >= '0' && c <= '9';
+            alnum &= (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        }
+        if (!alnum || (!digit && lower != upper))
+            continue;
+        struct stat st {};
+        if (::fstatat(dirFd, e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode))
+            continue;
+        if (::unlinkat(dirFd, e->d_name, 0) == 0)
+            ++removed;
+    }
+    ::closedir(dir); // closes dirFd too
+    return removed;
+}
+
 std::error_code CreateTempFile(std::string_view prefix, std::string_view suffix,
                                std::wstring& path) {
     path.clear();

@@ -429,6 +429,25 @@ LONG RegApplyChanges(HKEY root, const std::vector<RegChange>& changes) {
     return t.hive->Apply(changes);
 }
 
+LONG RegApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>>>& sets) {
+    std::vector<Target> targets(sets.size());
+    std::vector<RegistryHive::Batch> batches;
+    for (std::size_t i = 0; i < sets.size(); ++i) {
+        if (RootIndex(sets[i].first) < 0)
+            return ERROR_INVALID_HANDLE;
+        const LONG r = Store::Get().Resolve(sets[i].first, targets[i]);
+        if (r != ERROR_SUCCESS)
+            return r;
+        if (!targets[i].hive) {
+            if (!sets[i].second.empty())
+                return ERROR_ACCESS_DENIED;
+            continue;
+        }
+        batches.push_back({targets[i].hive.get(), &sets[i].second});
+    }
+    return RegistryHive::ApplyTogether(batches);
+}
+
 } // namespace tlv::platform
 
 namespace TlvUtl {
@@ -643,6 +662,20 @@ std::wstring GetRegistryStoreFile(HKEY root) {
     if (i < 0 || i == kPerformanceData)
         return {};
     return GetRegistryDirectory() + RegistryRootName(root) + L".db";
+}
+
+LONG CheckRegistryStore(HKEY root, std::vector<std::wstring>* problems) {
+    if (problems)
+        problems->clear();
+    const std::wstring file = GetRegistryStoreFile(root);
+    if (file.empty())
+        return ERROR_INVALID_HANDLE;
+    std::vector<std::string> found;
+    const LONG r = tlv::platform::CheckRegistryHiveFile(NativePath(file), found);
+    if (problems)
+        for (const std::string& p : found)
+            problems->push_back(TlvUtils::FromUtf8(p));
+    return r;
 }
 
 } // namespace TlvUtl
