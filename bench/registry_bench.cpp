@@ -88,6 +88,12 @@ void BM_Read_WUTLRegistry(benchmark::State& state) {
     Setup& s = Setup::Get();
     WUTLRegistry key(kKey);
     CString value;
+    for (int k = 0; k < kValues; ++k)
+        if (key.GetValue(s.names[static_cast<std::size_t>(k)].c_str(), value) != 0 ||
+            value != CString(L"C:\\Program Files\\Talvo\\" + std::to_wstring(k))) {
+            state.SkipWithError("wrong value");
+            return;
+        }
     int i = 0;
     for (auto _ : state) {
         if (key.GetValue(s.names[static_cast<std::size_t>(i)].c_str(), value) != 0)
@@ -102,6 +108,18 @@ BENCHMARK(BM_Read_WUTLRegistry);
 void BM_Read_RawSqlite(benchmark::State& state) {
     Setup& s = Setup::Get();
     std::string value;
+    for (int k = 0; k < kValues; ++k) {
+        const std::string& name = s.rawNames[static_cast<std::size_t>(k)];
+        sqlite3_bind_text(s.read, 1, name.data(), static_cast<int>(name.size()), SQLITE_STATIC);
+        const bool row = sqlite3_step(s.read) == SQLITE_ROW;
+        value.assign(row ? static_cast<const char*>(sqlite3_column_blob(s.read, 0)) : "",
+                     row ? static_cast<std::size_t>(sqlite3_column_bytes(s.read, 0)) : 0);
+        sqlite3_reset(s.read);
+        if (value != "C:\\Program Files\\Talvo\\" + std::to_string(k)) {
+            state.SkipWithError("wrong value");
+            return;
+        }
+    }
     int i = 0;
     for (auto _ : state) {
         const std::string& name = s.rawNames[static_cast<std::size_t>(i)];
@@ -124,6 +142,12 @@ void BM_Write_Paired(benchmark::State& state) {
     Setup& s = Setup::Get();
     WUTLRegistry key(kKey, KEY_ALL_ACCESS);
     Clock::duration ours{}, theirs{};
+    CString back;
+    if (key.SetValue(L"Setting1", L"checked") != 0 || key.GetValue(L"Setting1", back) != 0 ||
+        back != CString(L"checked") || s.RawWrite("Setting1", "checked") != SQLITE_DONE) {
+        state.SkipWithError("write not read back");
+        return;
+    }
     int i = 0;
     for (auto _ : state) {
         const std::wstring value = L"value " + std::to_wstring(i);
