@@ -40,7 +40,7 @@ TEST(WideFormat, FloatsMatchTheCLibrary) {
     const wchar_t* const formats[] = {
         L"%f",    L"%.3f", L"%10.2f", L"%-10.2f|", L"%010.2f", L"%+f",   L"% f",    L"%.0f",
         L"%#.0f", L"%e",   L"%E",     L"%.2e",     L"%#.0e",   L"%g",    L"%G",     L"%.10g",
-        L"%#g",   L"%a",   L"%A",     L"%.3a",     L"%.300f",  L"%.60e", L"%400.1f"};
+        L"%#.3e", L"%a",   L"%A",     L"%.3a",     L"%.300f",  L"%.60e", L"%400.1f"};
     const double values[] = {0.0, -0.0, 1.0, -1.5, 3.14159, 1e-300, 123456789.125, 1e300, -2.5e-7};
     for (const wchar_t* f : formats)
         for (double v : values) {
