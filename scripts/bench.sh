@@ -6,16 +6,19 @@
 #
 #   scripts/bench.sh                      all programs, 5 repetitions
 #   REPETITIONS=3 scripts/bench.sh units  only bench_units
+#   TABLE_ONLY=1 scripts/bench.sh         the table of the last run again
 #
 # The figures are only as quiet as the machine: run it when nothing else builds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
-cmake --preset release >/dev/null
-cmake --build build/release -j"${JOBS:-2}"
-
 out=build/bench
 mkdir -p "$out"
+if [ -z "${TABLE_ONLY:-}" ]; then
+scripts/install-deps.sh >&2
+cmake --preset release >/dev/null
+cmake --build build/release -j"${JOBS:-2}" >&2
+
+rm -f "$out"/*.json
 programs=("$@")
 if [ ${#programs[@]} -eq 0 ]; then
   programs=()
@@ -27,6 +30,7 @@ for name in "${programs[@]}"; do
     --benchmark_report_aggregates_only=true --benchmark_out="$out/$name.json" \
     --benchmark_out_format=json >&2
 done
+fi
 
 python3 - "$out" build/bench.md <<'EOF'
 import glob, json, os, sys
@@ -53,8 +57,8 @@ def value(name, counter=None):
         return None
     if counter:
         return b.get(counter)
-    if "items_per_second" in b:  # batches of items: compare per item
-        return 1.0 / b["items_per_second"]
+    if "items_per_second" in b:  # batches of items: compare per item, in ns
+        return 1e9 / b["items_per_second"]
     scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}[b.get("time_unit", "ns")]
     return b["real_time"] * scale
 
