@@ -25,6 +25,7 @@
 #include <pugixml.hpp>
 #endif
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -198,20 +199,44 @@ BENCHMARK(BM_Select_Libxml2)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 // ---- typed reads: three attributes per element ----
 
+// What the three reads add up to over the fixture's elements.
+struct ReadSums {
+    long sum = 0;
+    double total = 0;
+    int shown = 0;
+    bool operator==(const ReadSums& o) const {
+        return sum == o.sum && std::fabs(total - o.total) < 1e-6 && shown == o.shown;
+    }
+};
+
+const ReadSums& ExpectedSums() {
+    static const ReadSums e = [] {
+        ReadSums r;
+        for (int i = 0; i < kElements; ++i) {
+            r.sum += i * 7;
+            r.total += (i % 977) + 0.25;
+            r.shown += i % 3 != 0;
+        }
+        return r;
+    }();
+    return e;
+}
+
 void BM_Read_Tlvutl(benchmark::State& state) {
     WXmlDoc doc;
     doc.Load(fs::path(F().file).wstring().c_str());
     WXmlNode root = doc.GetRootNode();
     for (auto _ : state) {
-        long sum = 0;
-        double total = 0;
-        int shown = 0;
+        ReadSums got;
         for (WXmlNode item : root.GetNodes(WXPath(L"items/item"))) {
-            sum += item.Attribute(L"@x").GetInt(0);
-            total += item.Attribute(L"@w").GetDouble(0.0);
-            shown += item.Attribute(L"@visible").GetBool(false);
+            got.sum += item.Attribute(L"@x").GetInt(0);
+            got.total += item.Attribute(L"@w").GetDouble(0.0);
+            got.shown += item.Attribute(L"@visible").GetBool(false);
         }
-        benchmark::DoNotOptimize(sum + total + shown);
+        if (!(got == ExpectedSums())) {
+            state.SkipWithError("wrong values read");
+            return;
+        }
     }
     state.SetItemsProcessed(state.iterations() * kElements * 3);
 }
@@ -240,7 +265,10 @@ void BM_Read_Libxml2(benchmark::State& state) {
             xmlFree(v);
         }
         xmlXPathFreeObject(r);
-        benchmark::DoNotOptimize(sum + total + shown);
+        if (!(ReadSums{sum, total, shown} == ExpectedSums())) {
+            state.SkipWithError("wrong values read");
+            break;
+        }
     }
     state.SetItemsProcessed(state.iterations() * kElements * 3);
     xmlXPathFreeContext(ctx);
@@ -272,8 +300,12 @@ void BM_Save_Libxml2Durable(benchmark::State& state) {
         std::fflush(f);
         ::fsync(::fileno(f));
         std::fclose(f);
-        std::rename(temp.c_str(), F().out.c_str());
+        const bool moved = std::rename(temp.c_str(), F().out.c_str()) == 0;
         xmlFree(mem);
+        if (!moved || size <= 0) {
+            state.SkipWithError("save failed");
+            break;
+        }
     }
     xmlFreeDoc(doc);
 }
@@ -327,7 +359,10 @@ void BM_Read_Pugixml(benchmark::State& state) {
             total += item.attribute("w").as_double();
             shown += std::strcmp(item.attribute("visible").value(), "true") == 0;
         }
-        benchmark::DoNotOptimize(sum + total + shown);
+        if (!(ReadSums{sum, total, shown} == ExpectedSums())) {
+            state.SkipWithError("wrong values read");
+            return;
+        }
     }
     state.SetItemsProcessed(state.iterations() * kElements * 3);
 }

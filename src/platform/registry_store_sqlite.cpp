@@ -1,5 +1,6 @@
 #include "core/case_fold.h"
 #include "file_system.h"
+#include "registry_read_cache.h"
 #include "registry_store.h"
 
 #include <tlvutl/encoding.h>
@@ -261,6 +262,8 @@ struct RegistryHive::Impl {
     private:
         Impl& h_;
     };
+
+    RegistryReadCache reads;
 
     ~Impl() {
         for (sqlite3_stmt* s : st)
@@ -723,6 +726,12 @@ LONG RegistryHive::QueryValue(RegKeyId key, std::wstring_view name, DWORD& type,
     const std::string fold = FoldBytes(name);
     std::lock_guard<std::mutex> g(impl_->m);
     Impl::Watch watch(*impl_);
+
+    // Served from the cache while no connection anywhere has committed since it was read.
+    RegistryReadCache::Stamp before{};
+    const bool stamped = impl_->reads.ReadStamp(impl_->db, before);
+    if (stamped && impl_->reads.Find(before, key, fold, type, data))
+        return ERROR_SUCCESS;
     Use s(impl_->st[kGetValue]);
     sqlite3_bind_int64(s, 1, key);
     BindText(s, 2, fold);
@@ -733,6 +742,9 @@ LONG RegistryHive::QueryValue(RegKeyId key, std::wstring_view name, DWORD& type,
     const void* blob = sqlite3_column_blob(s, 1);
     data.assign(static_cast<const char*>(blob),
                 blob ? static_cast<std::size_t>(sqlite3_column_bytes(s, 1)) : 0);
+    RegistryReadCache::Stamp after{};
+    if (stamped && impl_->reads.ReadStamp(impl_->db, after) && after == before)
+        impl_->reads.Put(before, key, fold, type, data);
     return ERROR_SUCCESS;
 }
 
