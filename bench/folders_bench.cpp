@@ -19,7 +19,12 @@ void UseTempRoots() {
 
 void BM_CachedFolderGetter(benchmark::State& state) {
     UseTempRoots();
-    GetUserProfileSymbolsDir();
+    const CString first = GetUserProfileSymbolsDir();
+    if (first.IsEmpty() || first.Find(L"tlvutl-bench-folders") < 0 ||
+        first != GetUserProfileSymbolsDir()) {
+        state.SkipWithError(("unexpected folder " + first.ToUtf8()).c_str());
+        return;
+    }
     for (auto _ : state) {
         CString path = GetUserProfileSymbolsDir();
         benchmark::DoNotOptimize(path.GetString());
@@ -28,7 +33,12 @@ void BM_CachedFolderGetter(benchmark::State& state) {
 BENCHMARK(BM_CachedFolderGetter);
 
 void BM_CStringCopyFloor(benchmark::State& state) {
+    UseTempRoots();
     const CString source = GetUserProfileSymbolsDir();
+    if (CString(source) != source) {
+        state.SkipWithError("copy differs");
+        return;
+    }
     for (auto _ : state) {
         CString path = source;
         benchmark::DoNotOptimize(path.GetString());

@@ -28,6 +28,8 @@ using Clock = std::chrono::steady_clock;
 constexpr uint32_t kRecord = 16;
 constexpr int kBatch = 32;
 const char kBytes[kRecord] = "0123456789abcde";
+// The records the timed operations add, told apart from the starting ones.
+const char kFresh[kRecord] = "fresh record 01";
 
 HMEM BuildList(int count) {
     HMEM list = LIST_Ctor();
@@ -36,13 +38,42 @@ HMEM BuildList(int count) {
     return list;
 }
 
-// Times kBatch runs of op(list, k) starting each batch from a list of range(0) records.
-template <class Op>
-void ListBatches(benchmark::State& state, Op op) {
+// True when the list holds count records of kRecord bytes, kFresh at [freshFrom, freshTo)
+// and kBytes elsewhere.
+bool ListHolds(HMEM list, LONG count, LONG freshFrom, LONG freshTo) {
+    if (LIST_Size(list) != count)
+        return false;
+    char record[kRecord + 1];
+    for (LONG i = 0; i < count; ++i) {
+        const char* want = i >= freshFrom && i < freshTo ? kFresh : kBytes;
+        if (LIST_GetIth(list, i, record, sizeof record) != static_cast<LONG>(kRecord) ||
+            std::memcmp(record, want, kRecord) != 0)
+            return false;
+    }
+    return true;
+}
+
+// What one batch leaves in a list of count records: its count and where the fresh records are.
+struct Expected {
+    LONG count, freshFrom, freshTo;
+};
+
+// Times kBatch runs of op(list, k) starting each batch from a list of range(0) records,
+// after checking that one batch leaves what expect(count) says.
+template <class Op, class Expect> void ListBatches(benchmark::State& state, Op op, Expect expect) {
     const auto count = static_cast<int>(state.range(0));
     HMEM pristine = BuildList(count);
     const LONG bytes = MEMMANGetSize(pristine);
     HMEM list = LIST_DupCtor(pristine);
+    for (int k = 0; k < kBatch; ++k)
+        op(list, k);
+    const Expected e = expect(count);
+    if (!ListHolds(list, e.count, e.freshFrom, e.freshTo)) {
+        state.SkipWithError("the batch left a wrong list");
+        LIST_Dtor(list);
+        LIST_Dtor(pristine);
+        return;
+    }
     for (auto _ : state) {
         MEMMANReAlloc(list, bytes);
         std::memcpy(MEMMANLock(list), MEMMANLock(pristine), static_cast<size_t>(bytes));
@@ -57,12 +88,17 @@ void ListBatches(benchmark::State& state, Op op) {
 }
 
 // Times kBatch memmoves of bytes(count, k) bytes by shift (up when positive).
-template <class Bytes>
-void MemmoveBatches(benchmark::State& state, long shift, Bytes bytes) {
+template <class Bytes> void MemmoveBatches(benchmark::State& state, long shift, Bytes bytes) {
     const auto count = static_cast<uint32_t>(state.range(0));
     std::vector<char> buffer((count + kBatch + 2) * (kRecord + 8) + 64, 'x');
     char* base = buffer.data() + 32;
     benchmark::DoNotOptimize(base);
+    base[0] = 'a';
+    std::memmove(base + 4, base, 1);
+    if (base[4] != 'a') {
+        state.SkipWithError("memmove");
+        return;
+    }
     for (auto _ : state) {
         const auto start = Clock::now();
         for (int k = 0; k < kBatch; ++k) {
@@ -83,7 +119,11 @@ size_t ListBytes(uint32_t c) {
 }
 
 void BM_ListPush(benchmark::State& state) {
-    ListBatches(state, [](HMEM l, int) { LIST_Push(l, kBytes, kRecord); });
+    ListBatches(
+        state, [](HMEM l, int) { LIST_Push(l, kFresh, kRecord); },
+        [](LONG n) {
+            return Expected{n + kBatch, n, n + kBatch};
+        });
 }
 void BM_MemmovePush(benchmark::State& state) {
     // Appending with no room in the gap moves every record up by 4 and rewrites the table.
@@ -91,14 +131,22 @@ void BM_MemmovePush(benchmark::State& state) {
 }
 
 void BM_ListInsertFront(benchmark::State& state) {
-    ListBatches(state, [](HMEM l, int) { LIST_Insert(l, 0, kBytes, kRecord); });
+    ListBatches(
+        state, [](HMEM l, int) { LIST_Insert(l, 0, kFresh, kRecord); },
+        [](LONG n) {
+            return Expected{n + kBatch, 0, kBatch};
+        });
 }
 void BM_MemmoveInsertFront(benchmark::State& state) {
     MemmoveBatches(state, kRecord + 4, [](uint32_t n, uint32_t k) { return ListBytes(n + k); });
 }
 
 void BM_ListRemoveFront(benchmark::State& state) {
-    ListBatches(state, [](HMEM l, int) { LIST_Remove(l, 0, nullptr, 0); });
+    ListBatches(
+        state, [](HMEM l, int) { LIST_Remove(l, 0, nullptr, 0); },
+        [](LONG n) {
+            return Expected{n - kBatch, 0, 0};
+        });
 }
 void BM_MemmoveRemoveFront(benchmark::State& state) {
     MemmoveBatches(state, -static_cast<long>(kRecord + 4),
@@ -151,6 +199,19 @@ void* AsItem(intptr_t k) {
 }
 
 void BM_TreeAdd(benchmark::State& state) {
+    {
+        KeyTree tree;
+        bool ok = true;
+        for (intptr_t k : Keys())
+            ok &= tree.Add(AsItem(k)) != 0;
+        for (intptr_t k : Shuffled())
+            ok &= tree.Find(AsItem(k)) == AsItem(k);
+        tree.RemoveAll();
+        if (!ok) {
+            state.SkipWithError("the tree lost a key");
+            return;
+        }
+    }
     for (auto _ : state) {
         KeyTree tree;
         for (intptr_t k : Keys())
@@ -175,12 +236,21 @@ void BM_TreeFind(benchmark::State& state) {
     KeyTree tree;
     for (intptr_t k : Keys())
         tree.Add(AsItem(k));
+    for (intptr_t k : Shuffled())
+        if (tree.Find(AsItem(k)) != AsItem(k)) {
+            state.SkipWithError("a key was not found");
+            return;
+        }
     for (auto _ : state)
         for (intptr_t k : Shuffled())
             benchmark::DoNotOptimize(tree.Find(AsItem(k)));
 }
 void BM_MultisetFind(benchmark::State& state) {
     std::multiset<intptr_t> set(Keys().begin(), Keys().end());
+    if (set.size() != Keys().size() || set.find(Shuffled()[0]) == set.end()) {
+        state.SkipWithError("the set lost a key");
+        return;
+    }
     for (auto _ : state)
         for (intptr_t k : Shuffled())
             benchmark::DoNotOptimize(set.find(k));
@@ -193,8 +263,13 @@ void BM_TreeRemove(benchmark::State& state) {
         for (intptr_t k : Keys())
             tree.Add(AsItem(k));
         state.ResumeTiming();
+        long wrong = 0;
         for (intptr_t k : Shuffled())
-            benchmark::DoNotOptimize(tree.Remove(AsItem(k)));
+            wrong += tree.Remove(AsItem(k)) != AsItem(k);
+        if (wrong != 0) {
+            state.SkipWithError("a removal answered another item");
+            return;
+        }
     }
 }
 void BM_MultisetRemove(benchmark::State& state) {
@@ -220,6 +295,21 @@ constexpr int kRecords = 10'000;
 
 void BM_GListCycle(benchmark::State& state) {
     char out[kRecord];
+    {
+        WGList list;
+        bool ok = true;
+        for (int i = 0; i < kRecords; ++i)
+            ok &= list.InsertEnd(kBytes, kRecord) == i;
+        for (int i = 0; i < kRecords; ++i)
+            ok &= list.Retrieve(i, out, kRecord) == static_cast<int>(kRecord) &&
+                  std::memcmp(out, kBytes, kRecord) == 0;
+        for (int i = 0; i < kRecords; ++i)
+            ok &= list.DeleteEnd() == 0;
+        if (!ok || list.ListSize() != 0) {
+            state.SkipWithError("the cycle went wrong");
+            return;
+        }
+    }
     for (auto _ : state) {
         WGList list;
         for (int i = 0; i < kRecords; ++i)
@@ -232,6 +322,14 @@ void BM_GListCycle(benchmark::State& state) {
 }
 void BM_VectorCycle(benchmark::State& state) {
     char out[kRecord];
+    {
+        std::vector<std::vector<char>> list(kRecords, std::vector<char>(kBytes, kBytes + kRecord));
+        std::memcpy(out, list.back().data(), kRecord);
+        if (std::memcmp(out, kBytes, kRecord) != 0) {
+            state.SkipWithError("wrong bytes");
+            return;
+        }
+    }
     for (auto _ : state) {
         std::vector<std::vector<char>> list;
         for (int i = 0; i < kRecords; ++i)

@@ -35,6 +35,14 @@ void BM_LookupFromCache(benchmark::State& state) {
     std::wstring keys[64];
     for (int i = 0; i < 64; ++i)
         keys[i] = L"key" + std::to_wstring(i * 15);
+    for (int i = 0; i < 64; ++i) {
+        const DWORD n = TlvUtl::Win32::GetPrivateProfileStringW(L"config", keys[i].c_str(), L"",
+                                                                out, 64, file.c_str());
+        if (std::wstring(out, n) != L"value number " + std::to_wstring(i * 15)) {
+            state.SkipWithError("wrong value");
+            return;
+        }
+    }
     for (auto _ : state)
         for (int i = 0; i < kLookups; ++i)
             benchmark::DoNotOptimize(TlvUtl::Win32::GetPrivateProfileStringW(
@@ -46,6 +54,16 @@ BENCHMARK(BM_LookupFromCache)->Unit(benchmark::kMillisecond);
 void BM_LookupReparsing(benchmark::State& state) {
     const std::wstring& file = File();
     constexpr int kReparsed = 1000; // 100,000 would take minutes; the rate is what matters
+    {
+        std::string bytes;
+        const bool read = !tlv::platform::ReadWholeFile(file, bytes);
+        const auto doc = tlv::environment::ProfileDocument::Parse(bytes);
+        const auto value = doc.Value(L"config", L"key500");
+        if (!read || !value || *value != L"value number 500") {
+            state.SkipWithError("wrong value");
+            return;
+        }
+    }
     for (auto _ : state)
         for (int i = 0; i < kReparsed; ++i) {
             std::string bytes;

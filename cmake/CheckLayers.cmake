@@ -50,6 +50,7 @@ set(owner_unit_parser.h units)
 set(owner_regional_format.h units)
 set(owner_duplication.h runtime)
 set(owner_timers.h runtime)
+set(owner_dir_tracker.h runtime)
 # The umbrella header is for hosts only.
 set(owner_tlvutl.h host)
 

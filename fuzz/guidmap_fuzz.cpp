@@ -5,10 +5,18 @@
 #include <cstdint>
 #include <fstream>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const std::string path = "/tmp/tlvutl-fuzz-guidmap-" + std::to_string(getpid()) + ".dat";
+    // In memory when the system offers a RAM folder: the loader takes a path, and a disk
+    // write per input would be most of the time spent.
+    static const std::string path = [] {
+        struct stat st {};
+        const std::string folder =
+            ::stat("/dev/shm", &st) == 0 && S_ISDIR(st.st_mode) ? "/dev/shm" : "/tmp";
+        return folder + "/tlvutl-fuzz-guidmap-" + std::to_string(getpid()) + ".dat";
+    }();
     {
         std::ofstream out(path, std::ios::binary | std::ios::trunc);
         out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));

@@ -1,5 +1,7 @@
 // Arbitrary text as a path and a clause: every WXPath operation must finish, whatever the
-// brackets, slashes and relative steps.
+// brackets, slashes and relative steps; selecting and creating by the path in a small
+// settings document must succeed or throw the library's errors, nothing else.
+#include <tlvutl/com_error.h>
 #include <tlvutl/encoding.h>
 #include <tlvutl/xml.h>
 
@@ -33,5 +35,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     normal.Normalize();
     normal.Normalize();
     added.Normalize();
+
+    WXmlDoc doc = WXmlDoc::CreateFromString(
+        L"<settings v='1'><paper id='1' w='2100000'>A4<size>(3,4)</size></paper>"
+        L"<paper id='2'/><units><unit name='mm'/></units></settings>");
+    WXmlNode root = doc.GetRootNode();
+    for (const WXPath& p : {path, normal, added}) {
+        try {
+            for (WXmlNode n : root.GetNodes(p))
+                n.GetName();
+            root.DoesNodeExist(p);
+            root.EnsureDescendantExists(p).Value().SetString(L"x");
+        } catch (const ComError&) {
+        } catch (const WXmlValueTypeNotFoundException&) {
+        } catch (int) {
+        }
+    }
     return 0;
 }

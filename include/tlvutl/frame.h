@@ -177,13 +177,16 @@ namespace TlvUtl {
 TLVUTL_API int CompareGuids(const GUID& a, const GUID& b);
 
 /* Writes a "guidmap.dat" of the given (engine, application) pairs, both tables sorted in
- * the map's order. False when the file cannot be written. */
+ * the map's order. False when the file cannot be written or an engine GUID comes twice. */
 TLVUTL_API bool WriteGuidMapFile(const std::wstring& path,
                                  std::vector<std::pair<GUID, GUID>> enginePairs);
 
 /* A map read from one file, for tools; the library's own map is loaded by InitModule. */
 class TLVUTL_API GuidMapFile {
 public:
+    /* False when the file is missing or damaged: a header that does not fit the file's size,
+     * tables out of the map's order, a repeated engine, or tables that are not each other's
+     * mirror. */
     bool Load(const std::wstring& path);
     bool EngineToApp(const GUID& engine, GUID& app) const;
     bool AppToEngine(const GUID& app, GUID& engine) const;

@@ -9,12 +9,13 @@
 // enumerate in case-insensitive name order, values in the order they were first set.
 //
 // Values keep the bytes Windows stores: REG_SZ, REG_EXPAND_SZ and REG_MULTI_SZ as UTF-16LE
-// exactly as the writer sent them (with or without the terminating NUL), REG_DWORD as four
-// little-endian bytes. wchar_t is four bytes here, so the wide functions convert string data
-// at the edge, and every byte count of string data (cbData, *lpcbData) counts two bytes per
-// wchar_t: a caller writes "abc" with its NUL as cbData = 8 and reads it back into a buffer
-// of 260 wchar_t by passing 520, exactly as on Windows. So code ported with
-// "n * sizeof(WCHAR)" must keep a factor of 2, not sizeof(wchar_t), and a wchar_t buffer's
+// exactly as the writer sent them (with or without the terminating NUL; a count that stops
+// just before a NUL takes the NUL too, as on Windows), REG_DWORD as four little-endian
+// bytes. Null data with a zero count stores an empty value. wchar_t is four bytes here, so
+// the wide functions convert string data at the edge, and every byte count of string data (cbData,
+// *lpcbData) counts two bytes per wchar_t: a caller writes "abc" with its NUL as cbData = 8 and
+// reads it back into a buffer of 260 wchar_t by passing 520, exactly as on Windows. So code ported
+// with "n * sizeof(WCHAR)" must keep a factor of 2, not sizeof(wchar_t), and a wchar_t buffer's
 // capacity is 2 x its length, not sizeof(buffer). A character beyond the Basic Multilingual
 // Plane is one wchar_t here and a surrogate pair in the store; counts follow the wchar_t.
 // Counts of names (lpcchName, lpcchValueName) are in wchar_t. Other value types are copied
@@ -40,6 +41,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #ifndef _WIN32
 /* Predefined roots, with their Windows values (sign-extended 32-bit constants). */
@@ -137,6 +139,9 @@
 #ifndef ERROR_NO_MORE_ITEMS
 #define ERROR_NO_MORE_ITEMS 259
 #endif
+#ifndef ERROR_NOACCESS
+#define ERROR_NOACCESS 998
+#endif
 #ifndef ERROR_BADDB
 #define ERROR_BADDB 1009
 #endif
@@ -222,22 +227,39 @@ TLVUTL_API void SetRegistryDirectory(const std::wstring& folder);
 // The database file that holds a predefined root; empty for HKEY_PERFORMANCE_DATA and for
 // anything that is not a predefined root.
 TLVUTL_API std::wstring GetRegistryStoreFile(HKEY root);
+// Reads the whole database file of a predefined root and checks it (pages, indexes, that it
+// is a store of this version) without changing it: ERROR_SUCCESS when sound, ERROR_BADDB with
+// one line per problem found in *problems, ERROR_FILE_NOT_FOUND when the root has no store yet
+// (no file, or an empty one).
+TLVUTL_API LONG CheckRegistryStore(HKEY root, std::vector<std::wstring>* problems = nullptr);
 // A short English description of a status for messages ("the key or value does not exist").
 TLVUTL_API std::wstring DescribeRegistryStatus(LONG status);
+
+// The two forms of .reg files: "Windows Registry Editor Version 5.00" (UTF-16LE) and the
+// older "REGEDIT4" (8-bit text, string data in 8-bit bytes too).
+enum class RegFileFormat { kUnicode, kRegedit4 };
 
 // Writes the key at keyPath (ROOT\sub\key) and everything below it as a "Windows Registry
 // Editor Version 5.00" file: UTF-16LE with a byte-order mark, CRLF line ends. Strings stored
 // with exactly one terminating NUL are written as "text", other string data as hex(1):,
 // hex(2): or hex(7): so that an import gives back the same bytes. Returns ERROR_SUCCESS or the
 // failing status, with a description in *error when error is not null.
+// With RegFileFormat::kRegedit4 the file is "REGEDIT4" text for older tools: Windows-1252
+// when every name and string fits it (and cannot be mistaken for UTF-8), UTF-8 otherwise;
+// string data that has no 8-bit form (not UTF-16) makes the export fail, ERROR_INVALID_DATA.
 TLVUTL_API LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName,
-                              std::wstring* error = nullptr);
-// Applies a .reg file (UTF-16LE with BOM, or UTF-8): [key] creates, [-key] deletes a key with
-// its sub-keys, "name"=value and @=value write, "name"=- deletes. The whole file is checked
-// first: a malformed file changes nothing, returns ERROR_INVALID_DATA and *error names the
-// line ("line 7: ..."). The changes to each root are made in one transaction, after every
-// store involved has been found usable.
-TLVUTL_API LONG RegImportFile(const wchar_t* fileName, std::wstring* error = nullptr);
+                              std::wstring* error = nullptr,
+                              RegFileFormat format = RegFileFormat::kUnicode);
+// Applies a .reg file: [key] creates, [-key] deletes a key with its sub-keys, "name"=value
+// and @=value write, "name"=- deletes. "Windows Registry Editor Version 5.00" files are
+// UTF-16LE with a BOM or UTF-8; "REGEDIT4" files are UTF-8 when valid, else Windows-1252, and
+// their hex(1), hex(2) and hex(7) data is text in that encoding. *encoding (when not null)
+// names the encoding the file was read in. The whole file is checked first: a malformed file
+// (also a key name over 255 or a value name over 16,383 characters) changes nothing, returns
+// ERROR_INVALID_DATA and *error names the line ("line 7: ..."). The changes to every root are
+// made together after every store involved has been found usable: all of them or none.
+TLVUTL_API LONG RegImportFile(const wchar_t* fileName, std::wstring* error = nullptr,
+                              std::wstring* encoding = nullptr);
 
 } // namespace TlvUtl
 

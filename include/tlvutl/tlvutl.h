@@ -6,6 +6,7 @@
 #include <tlvutl/cstring.h>
 #include <tlvutl/data_backup.h>
 #include <tlvutl/delegate.h>
+#include <tlvutl/dir_tracker.h>
 #include <tlvutl/duplication.h>
 #include <tlvutl/encoding.h>
 #include <tlvutl/eq_parser.h>

@@ -31,6 +31,10 @@
 #define UNIT_DECIMALS_NONE 10000         /* no decimals */
 #define UNIT_DECIMALS_PIXEL_HALVES 10001 /* pixels in halves, with one decimal */
 
+/* Or'ed into the flag of a display's FormatValue (WUnit::DisplayUnitValueAsString): round
+ * the value to the last part's step first, carrying into the earlier parts. */
+#define WUNIT_FORMAT_CARRY 0x10000
+
 /* The "custom" entry of unit lists and the first custom unit. */
 #define UNIT_CUSTOM_ENTRY 41
 #define UNIT_FIRST_CUSTOM 42
@@ -211,8 +215,13 @@ public:
     virtual double GetIncrement(unsigned index);
     virtual double ToMetres(double value, double precision);
     virtual double FromMetres(double value, double precision);
-    /* flag: 0 or a power of two from 2 to 4096; for the fraction displays the finest
-     * denominator (0: 64), otherwise only the grain of the remainders. */
+    /* A compound value is split part by part: each part but the last shows the whole below
+     * the value and hands the remainder on; only the last part is rounded, so 10.9999 in
+     * degrees and minutes shows as 10 degrees 60 minutes. flag: 0 or a power of two from 2
+     * to 4096; for the fraction displays the finest denominator (0: 64), otherwise only the
+     * grain of the remainders; or'ed with WUNIT_FORMAT_CARRY, the value is first rounded to
+     * the last part's step so that rounding carries into the earlier parts (11 degrees 0
+     * minutes). */
     virtual CString FormatValue(double value, unsigned form, int flag);
     virtual CString FormatLastPart(double value, unsigned form, int flag);
 
@@ -320,7 +329,8 @@ public:
 
     /* Parses text typed into a field of the unit with the unit-aware expression parser
      * (see unit_parser.h); value receives the number in the unit. Returns 1, or 0 with value
-     * unchanged. flags selects the parser's token sets (0: all). */
+     * 0.0. flags selects the parser's token sets as they are (WEQ_ALL for every set; 0 is the
+     * base set alone, numbers, units and signs, without the binary operators). */
     int StringToValue(int unit, const CString& text, double& value, unsigned flags, DRG mode);
 
     static double GetResolution();
@@ -579,16 +589,16 @@ private:
 namespace detail {
 
 /* Each key compares two presets: negative, 0 (tie) or positive. */
-struct Magnification {
+struct TLVUTL_API Magnification {
     static int Compare(const Preset& a, const Preset& b);
 };
-struct System {
+struct TLVUTL_API System {
     static int Compare(const Preset& a, const Preset& b);
 };
-struct Value {
+struct TLVUTL_API Value {
     static int Compare(const Preset& a, const Preset& b);
 };
-struct CustomUnits {
+struct TLVUTL_API CustomUnits {
     static int Compare(const Preset& a, const Preset& b);
 };
 struct NullOrdering {

@@ -10,7 +10,16 @@
 // document was reloaded or its content replaced). Nodes that are created but never attached,
 // and nodes that are removed from the tree, are freed once nothing refers to them. Parsing
 // never touches the network, refuses documents that carry a DTD (so entity expansion cannot
-// run away) and fails cleanly beyond 256 levels of nesting.
+// run away) and refuses, before parsing, documents beyond the library's limits: 128 MB, 256
+// levels of nesting, 10,000 attributes on one element, 4,194,304 characters in one text,
+// attribute value, comment or CDATA section.
+//
+// Stylesheets and schemas may pull in further files (xsl:include, xsl:import, document(),
+// XSD include, import and redefine): only regular local files in the folder of the
+// stylesheet or schema (for a transform also of the source document) or below are read,
+// parsed as every document is; anything else is refused with a message that names the URL
+// and nothing of the file. No message of the parser is ever printed: each one is kept for
+// XmlLastError().
 //
 // Errors: an operation on an empty node, or on a document that has no parser document,
 // throws ComError(E_POINTER); an invalid XPath or a failing parser call throws ComError with
@@ -264,6 +273,7 @@ public:
 
     // Identity of the parser node; two empty nodes are equal.
     bool operator==(const WXmlNode& other) const;
+    bool operator!=(const WXmlNode& other) const { return !(*this == other); }
 
     bool IsValid() const;
     const WXmlNodePtr& GetNodePtr() const { return node_; }
@@ -332,6 +342,7 @@ public:
 
     // Identity of the parser document; two handles without one are equal.
     bool operator==(const WXmlDoc& other) const;
+    bool operator!=(const WXmlDoc& other) const { return !(*this == other); }
     const WXmlDocPtr& GetDocPtr() const { return doc_; }
 
     static WXmlDoc CreateFromFile(const wchar_t* path);
@@ -345,7 +356,9 @@ public:
     bool LoadFromString(const wchar_t* text);
 
     // UTF-8 with an XML declaration, indented unless white space is preserved. A file is
-    // replaced atomically: a crash leaves the old file or the new one, never a mixture.
+    // replaced atomically: a crash leaves the old file or the new one, never a mixture, and
+    // under the lock XmlFileLock takes. A document loaded with white space preserved from a
+    // file or stream keeps that text's lack of a declaration or of a final line break.
     bool Save(const wchar_t* path);
     bool Save(IStream* stream);
     CString SaveToString();
@@ -386,6 +399,23 @@ namespace TlvUtl {
 // Why the last load, save, transform or validation of this thread failed (the parser's
 // message), or empty.
 TLVUTL_API CString XmlLastError();
+
+// Holds, while it lives, the lock between processes that WXmlDoc::Save(path) and the ini
+// functions take for a file (on its folder), so that a load, change and save of a shared
+// settings file made under it loses no other process's update. Saves on the same thread
+// inside it do not wait for it. Locked() is false when the folder is missing.
+class TLVUTL_API XmlFileLock {
+public:
+    explicit XmlFileLock(const wchar_t* path);
+    ~XmlFileLock();
+    XmlFileLock(const XmlFileLock&) = delete;
+    XmlFileLock& operator=(const XmlFileLock&) = delete;
+    bool Locked() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
 
 } // namespace TlvUtl
 

@@ -226,35 +226,55 @@ void FormatInteger(std::wstring& out, const Conversion& sp, wchar_t conv,
         base = 16;
     char digits[72];
     std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, magnitude, base);
-    std::wstring body;
-    if (!(sp.precision == 0 && magnitude == 0)) {
-        for (char* p = digits; p != r.ptr; ++p)
-            body += static_cast<wchar_t>(conv == L'X' ? std::toupper(static_cast<unsigned char>(*p))
-                                                      : *p);
+    // The body on the stack: digits, the precision's zeros and the octal zero fit unless the
+    // precision is huge, which takes the heap.
+    const std::size_t count =
+        sp.precision == 0 && magnitude == 0 ? 0 : static_cast<std::size_t>(r.ptr - digits);
+    const std::size_t zeros = sp.precision > 0 && count < static_cast<std::size_t>(sp.precision)
+                                  ? static_cast<std::size_t>(sp.precision) - count
+                                  : 0;
+    wchar_t local[96];
+    std::wstring heap;
+    wchar_t* body = local;
+    if (zeros + count + 1 > sizeof local / sizeof local[0]) {
+        heap.resize(zeros + count + 1);
+        body = heap.data();
     }
-    if (sp.precision > 0 && body.size() < static_cast<std::size_t>(sp.precision))
-        body.insert(0, static_cast<std::size_t>(sp.precision) - body.size(), L'0');
-    std::wstring prefix;
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < zeros; ++i)
+        body[n++] = L'0';
+    for (std::size_t i = 0; i < count; ++i) {
+        const char c = digits[i];
+        body[n++] = static_cast<wchar_t>(conv == L'X' && c >= 'a' && c <= 'f' ? c - 'a' + 'A' : c);
+    }
+    wchar_t prefix[4];
+    std::size_t p = 0;
     if (negative)
-        prefix = L"-";
+        prefix[p++] = L'-';
     else if ((conv == L'd' || conv == L'i') && sp.plus)
-        prefix = L"+";
+        prefix[p++] = L'+';
     else if ((conv == L'd' || conv == L'i') && sp.space)
-        prefix = L" ";
+        prefix[p++] = L' ';
+    std::wstring_view text(body, n);
+    std::wstring withZero;
     if (sp.alt && magnitude != 0) {
-        if (conv == L'x')
-            prefix += L"0x";
-        else if (conv == L'X')
-            prefix += L"0X";
-        else if (conv == L'o' && (body.empty() || body[0] != L'0'))
-            body.insert(0, 1, L'0');
+        if (conv == L'x' || conv == L'X') {
+            prefix[p++] = L'0';
+            prefix[p++] = conv;
+        } else if (conv == L'o' && (n == 0 || body[0] != L'0')) {
+            withZero.reserve(n + 1);
+            withZero += L'0';
+            withZero += text;
+            text = withZero;
+        }
     }
-    Emit(out, sp, prefix, body, sp.precision < 0);
+    Emit(out, sp, std::wstring_view(prefix, p), text, sp.precision < 0);
 }
 
 void FormatFloat(std::wstring& out, const Conversion& sp, wchar_t conv, double v) {
-    const bool upper = std::iswupper(static_cast<wint_t>(conv)) != 0;
-    const wchar_t lower = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(conv)));
+    // The conversion letters are ASCII: no locale-dependent case functions needed.
+    const bool upper = conv >= L'A' && conv <= L'Z';
+    const wchar_t lower = upper ? static_cast<wchar_t>(conv - L'A' + L'a') : conv;
     std::chars_format fmt = std::chars_format::fixed;
     int precision = sp.precision < 0 ? 6 : sp.precision;
     if (lower == L'e')
@@ -265,38 +285,54 @@ void FormatFloat(std::wstring& out, const Conversion& sp, wchar_t conv, double v
         fmt = std::chars_format::hex;
     const bool negative = std::signbit(v);
     const double magnitude = negative ? -v : v;
-    std::string text;
-    text.resize(400);
+    // Most texts fit the stack buffer; fixed notation of a huge value with a huge precision
+    // takes the heap once.
+    char local[400];
+    std::string heap;
+    char* first = local;
     std::to_chars_result r{};
     if (lower == L'a' && sp.precision < 0)
-        r = std::to_chars(text.data(), text.data() + text.size(), magnitude, fmt);
+        r = std::to_chars(local, local + sizeof local, magnitude, fmt);
     else
-        r = std::to_chars(text.data(), text.data() + text.size(), magnitude, fmt, precision);
+        r = std::to_chars(local, local + sizeof local, magnitude, fmt, precision);
     if (r.ec != std::errc()) {
-        // Fixed notation of a huge value with a huge precision: widen the buffer once.
-        text.resize(2000);
-        r = std::to_chars(text.data(), text.data() + text.size(), magnitude, fmt,
-                          std::min(precision, 1000));
+        heap.resize(2000);
+        first = heap.data();
+        r = std::to_chars(first, first + heap.size(), magnitude, fmt, std::min(precision, 1000));
     }
-    text.resize(static_cast<std::size_t>(r.ptr - text.data()));
+    std::string_view text(first, static_cast<std::size_t>(r.ptr - first));
     const bool finite = std::isfinite(v);
-    if (sp.alt && finite && text.find('.') == std::string::npos && lower != L'g') {
-        const std::size_t e = text.find_first_of("ep");
-        text.insert(e == std::string::npos ? text.size() : e, 1, '.');
+    std::string withPoint;
+    if (sp.alt && finite && text.find('.') == std::string_view::npos && lower != L'g') {
+        withPoint.assign(text);
+        const std::size_t e = withPoint.find_first_of("ep");
+        withPoint.insert(e == std::string::npos ? withPoint.size() : e, 1, '.');
+        text = withPoint;
     }
-    std::wstring body;
-    for (char c : text)
-        body += static_cast<wchar_t>(upper ? std::toupper(static_cast<unsigned char>(c)) : c);
-    std::wstring prefix;
+    wchar_t localBody[400];
+    std::wstring heapBody;
+    wchar_t* body = localBody;
+    if (text.size() > sizeof localBody / sizeof localBody[0]) {
+        heapBody.resize(text.size());
+        body = heapBody.data();
+    }
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        body[i] = static_cast<wchar_t>(upper && c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+    }
+    wchar_t prefix[4];
+    std::size_t p = 0;
     if (negative)
-        prefix = L"-";
+        prefix[p++] = L'-';
     else if (sp.plus)
-        prefix = L"+";
+        prefix[p++] = L'+';
     else if (sp.space)
-        prefix = L" ";
-    if (lower == L'a' && finite)
-        prefix += upper ? L"0X" : L"0x";
-    Emit(out, sp, prefix, body, finite);
+        prefix[p++] = L' ';
+    if (lower == L'a' && finite) {
+        prefix[p++] = L'0';
+        prefix[p++] = upper ? L'X' : L'x';
+    }
+    Emit(out, sp, std::wstring_view(prefix, p), std::wstring_view(body, text.size()), finite);
 }
 
 void FormatText(std::wstring& out, const Conversion& sp, std::wstring_view text) {
@@ -310,7 +346,11 @@ bool Engine(std::wstring& out, const wchar_t* fmt, ArgSource& src) {
         return false;
     for (const wchar_t* p = fmt; *p; ++p) {
         if (*p != L'%') {
-            out += *p;
+            // The literal run up to the next conversion in one append.
+            const wchar_t* run = p;
+            while (p[1] && p[1] != L'%')
+                ++p;
+            out.append(run, static_cast<std::size_t>(p - run + 1));
             continue;
         }
         ++p;

@@ -33,7 +33,7 @@ bool RegisterDefaultInstallation(bool replace) {
     const std::wstring config =
         tlv::environment::CombinePath(tlv::environment::BundledInstallation(), L"Config");
     const bool ok = WUTLRegistry::RegWriteString(key, L"ConfigDir", config.c_str(),
-                                                 L"HKEY_LOCAL_MACHINE\\") == ERROR_SUCCESS;
+                                                 L"HKEY_LOCAL_MACHINE\\") == 1;
     ResetFolderCaches();
     return ok;
 }

@@ -3,9 +3,11 @@
 #include <tlvutl/profile.h>
 
 #include "platform/file_system.h"
+#include "platform/held_file.h"
+#include "platform/last_error.h"
 #include "profile_document.h"
 
-#include <chrono>
+#include <cstdint>
 #include <cwchar>
 #include <memory>
 #include <mutex>
@@ -17,32 +19,44 @@ namespace {
 using tlv::environment::ProfileDocument;
 using DocumentPtr = std::shared_ptr<const ProfileDocument>;
 
-// A stat costs about a microsecond, as much as the look-up itself; a file is checked
-// against its stamp at most once per interval, so another program's change is seen within
-// a millisecond. This process's own writes update the cache at once, and the flush call
-// (all three write arguments null) drops it.
-constexpr std::chrono::microseconds kRecheckInterval{1000};
-
-// What tells that a file changed: another inode (a replaced file), size or time.
+// Every read checks the cached document against the file (device, inode, size, and
+// modification and change times in nanoseconds) before it answers, so another program's
+// change, even one of the same size within the same clock tick, or a deletion, is seen at
+// once. The check is one fstat of a descriptor the cache holds: a stat by name costs a
+// microsecond here, more than the look-up itself. The held file tells when it was deleted or
+// replaced (no name links to it), and the change time moves with every write, even one that
+// restores the modification time. Paths that are symbolic links are checked by name, since
+// the link can be pointed elsewhere while the held file stays the same. This process's own
+// writes drop the entry.
 struct FileStamp {
     bool exists = false;
     std::int64_t mtimeNs = 0;
+    std::int64_t ctimeNs = 0; // changes with every write, even one that restores mtime
     std::int64_t size = 0;
     std::uint64_t inode = 0;
     std::uint64_t device = 0;
     friend bool operator==(const FileStamp&, const FileStamp&) = default;
 };
 
-FileStamp StatFile(std::wstring_view path) {
-    tlv::platform::FileInfo info;
-    if (tlv::platform::Stat(path, info) || info.kind != tlv::platform::FileKind::kFile)
+FileStamp StampOf(const tlv::platform::FileInfo& info) {
+    if (info.kind != tlv::platform::FileKind::kFile || info.links == 0)
         return FileStamp();
-    return FileStamp{true, info.mtimeNs, info.size, info.inode, info.device};
+    return FileStamp{true, info.mtimeNs, info.ctimeNs, info.size, info.inode, info.device};
+}
+
+FileStamp StatByName(std::wstring_view path) {
+    tlv::platform::FileInfo info;
+    return tlv::platform::Stat(path, info) ? FileStamp() : StampOf(info);
+}
+
+FileStamp StatHeld(const tlv::platform::HeldFile& file) {
+    tlv::platform::FileInfo info;
+    return file.Stat(info) ? FileStamp() : StampOf(info);
 }
 
 struct CacheEntry {
+    std::shared_ptr<const tlv::platform::HeldFile> file; // null while the file is missing
     FileStamp stamp;
-    std::chrono::steady_clock::time_point checked;
     DocumentPtr document;
 };
 
@@ -54,39 +68,56 @@ struct PathHash {
 };
 using CacheMap = std::unordered_map<std::wstring, CacheEntry, PathHash, std::equal_to<>>;
 
+// Each entry holds a descriptor, so the cache stays small.
+constexpr std::size_t kMaxCachedFiles = 64;
+
 std::mutex g_cacheMutex;
 CacheMap& Cache() {
     static auto* cache = new CacheMap;
     return *cache;
 }
 
-// The file's document as it is on disk now; an empty document when it cannot be read.
-DocumentPtr Load(LPCWSTR file) {
+// The file's document as it is on disk now; an empty document when it cannot be read, and
+// then the last error is ERROR_FILE_NOT_FOUND.
+DocumentPtr Load(LPCWSTR file, bool* exists = nullptr) {
     const std::wstring_view path(file);
-    const auto now = std::chrono::steady_clock::now();
+    CacheEntry cached;
     {
         std::lock_guard<std::mutex> g(g_cacheMutex);
         auto it = Cache().find(path);
-        if (it != Cache().end() && now - it->second.checked < kRecheckInterval)
-            return it->second.document;
+        if (it != Cache().end())
+            cached = it->second;
     }
-    const FileStamp stamp = StatFile(path);
-    {
-        std::lock_guard<std::mutex> g(g_cacheMutex);
-        auto it = Cache().find(path);
-        if (it != Cache().end() && it->second.stamp == stamp) {
-            it->second.checked = now;
-            return it->second.document;
+    if (cached.file) {
+        const FileStamp now =
+            cached.file->ThroughLink() ? StatByName(path) : StatHeld(*cached.file);
+        if (now.exists && now == cached.stamp) {
+            if (exists)
+                *exists = true;
+            return cached.document;
         }
     }
+    auto held = std::make_shared<const tlv::platform::HeldFile>(path);
+    // The stamp is taken before the bytes are read: a write that races the read changes the
+    // file after the stamp, so the next read loads again.
+    const FileStamp stamp = held->IsOpen() ? StatHeld(*held) : FileStamp{};
     std::string bytes;
-    if (!stamp.exists || tlv::platform::ReadWholeFile(path, bytes))
+    const bool read = stamp.exists && !held->ReadAll(bytes);
+    if (!read)
         bytes.clear();
+    if (exists)
+        *exists = stamp.exists;
+    if (!stamp.exists) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        held.reset();
+    }
     auto document = std::make_shared<const ProfileDocument>(ProfileDocument::Parse(bytes));
+    if (stamp.exists && !read)
+        return document; // a file that failed to read is tried again next time
     std::lock_guard<std::mutex> g(g_cacheMutex);
-    if (Cache().size() > 256)
-        Cache().clear(); // a host opening thousands of files keeps only the recent ones
-    Cache()[std::wstring(path)] = CacheEntry{stamp, now, document};
+    if (Cache().size() >= kMaxCachedFiles && !Cache().count(path))
+        Cache().clear(); // a host opening many files keeps only the recent ones
+    Cache()[std::wstring(path)] = CacheEntry{std::move(held), stamp, document};
     return document;
 }
 
@@ -98,19 +129,34 @@ void Forget(const std::wstring& path) {
 // Reads the file under the lock, applies edit and replaces the file when edit changed it.
 template <class Edit> BOOL Modify(const std::wstring& path, Edit edit) {
     tlv::platform::PathLock lock(path);
-    if (!lock.Locked())
+    if (!lock.Locked()) {
+        // The lock is on the file's folder: a missing folder is ERROR_PATH_NOT_FOUND.
+        const DWORD e = tlv::platform::Win32Error(lock.Error(), path);
+        SetLastError(e == ERROR_FILE_NOT_FOUND || e == ERROR_PATH_NOT_FOUND ? ERROR_PATH_NOT_FOUND
+                                                                            : ERROR_ACCESS_DENIED);
         return FALSE;
+    }
+    // A writer killed between writing its temporary and the rename left it behind; under the
+    // lock no other writer is busy with one, so whatever is found is stale.
+    tlv::platform::RemoveStaleTemporaries(path);
     std::string bytes;
     const std::error_code readError = tlv::platform::ReadWholeFile(path, bytes);
-    if (readError && readError != std::errc::no_such_file_or_directory)
-        return FALSE; // a missing file is written new; one that cannot be read is left alone
+    if (readError && readError != std::errc::no_such_file_or_directory) {
+        // A file that cannot be read is left alone rather than replaced by a new one.
+        SetLastError(tlv::platform::Win32Error(readError, path));
+        return FALSE;
+    }
     ProfileDocument document = ProfileDocument::Parse(bytes);
     if (!edit(document))
         return TRUE;
     const std::error_code writeError =
         tlv::platform::WriteFileAtomically(path, document.Serialize());
     Forget(path);
-    return writeError ? FALSE : TRUE;
+    if (writeError) {
+        SetLastError(tlv::platform::Win32Error(writeError, path));
+        return FALSE;
+    }
+    return TRUE;
 }
 
 // Copies a NUL-separated list into out with the truncation rule of the profile functions.
@@ -134,9 +180,7 @@ DWORD CopyList(const std::vector<std::wstring>& items, LPWSTR out, DWORD size) {
         std::wmemcpy(out + at, item.c_str(), item.size() + 1);
         at += item.size() + 1;
     }
-    out[at] = L'\0';
-    if (items.empty())
-        out[1] = L'\0'; // an empty list is two NULs
+    out[at] = L'\0'; // an empty list is one NUL
     return static_cast<DWORD>(at);
 }
 
@@ -189,6 +233,9 @@ UINT GetPrivateProfileIntW(LPCWSTR app, LPCWSTR key, INT defaultValue, LPCWSTR f
         return static_cast<UINT>(defaultValue);
     const std::wstring text(*v);
     const wchar_t* p = text.c_str();
+    // Blanks kept inside quotes (i=" 42") are skipped here.
+    while (*p == L' ' || *p == L'\t')
+        ++p;
     bool negative = false;
     if (*p == L'-' || *p == L'+')
         negative = *p++ == L'-';
@@ -213,9 +260,17 @@ UINT GetPrivateProfileIntW(LPCWSTR app, LPCWSTR key, INT defaultValue, LPCWSTR f
 }
 
 DWORD GetPrivateProfileSectionW(LPCWSTR app, LPWSTR out, DWORD size, LPCWSTR file) {
-    if (!file || !app || !out || size == 0)
+    if (!app) {
+        SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
-    return CopyList(Load(file)->SectionLines(app), out, size);
+    }
+    if (!file || !out || size == 0)
+        return 0;
+    bool exists = false;
+    const DocumentPtr d = Load(file, &exists);
+    if (exists)
+        SetLastError(ERROR_SUCCESS);
+    return CopyList(d->SectionLines(app), out, size);
 }
 
 DWORD GetPrivateProfileSectionNamesW(LPWSTR out, DWORD size, LPCWSTR file) {
@@ -226,8 +281,10 @@ DWORD GetPrivateProfileSectionNamesW(LPWSTR out, DWORD size, LPCWSTR file) {
 
 BOOL WritePrivateProfileStringW(LPCWSTR app, LPCWSTR key, LPCWSTR value, LPCWSTR file) {
     if (!app) {
-        if (key || value)
+        if (key || value) {
+            SetLastError(ERROR_FILE_NOT_FOUND);
             return FALSE;
+        }
         if (file)
             Forget(file);
         else {

@@ -99,25 +99,34 @@ ProfileDocument ProfileDocument::Parse(const std::string& bytes) {
     const std::size_t usable = start + (bytes.size() - start) / unit * unit;
     d.finalNewline_ = false;
     for (std::size_t at = start; at < usable; at += unit) {
-        if (!isNewline(at))
-            continue;
         std::size_t end = at;
-        const bool crlf = end >= lineStart + unit && isReturn(end - unit);
-        if (crlf)
-            end -= unit;
+        const char* eol = nullptr;
+        if (isNewline(at)) {
+            const bool crlf = end >= lineStart + unit && isReturn(end - unit);
+            if (crlf)
+                end -= unit;
+            eol = crlf ? "\r\n" : "\n";
+        } else if (isReturn(at) && !(at + unit < usable && isNewline(at + unit))) {
+            eol = "\r"; // a CR alone, as old Mac tools end lines
+        } else {
+            continue;
+        }
         if (!eolKnown) {
-            d.eol_ = crlf ? "\r\n" : "\n";
+            d.eol_ = eol;
             eolKnown = true;
         }
         std::string raw = bytes.substr(lineStart, end - lineStart);
         std::wstring text =
             d.utf16_ ? TlvUtils::FromUtf16LE(raw.data(), raw.size()) : TlvUtils::FromUtf8(raw);
         d.lines_.push_back(Classify(std::move(raw), std::move(text)));
+        d.lines_.back().eol = eol; // kept, so untouched lines are written back as they were
         lineStart = at + unit;
         d.finalNewline_ = true;
     }
-    if (lineStart < bytes.size()) {
-        std::string raw = bytes.substr(lineStart);
+    // A UTF-16 file cut in the middle of a character: the half character is no text, and
+    // kept it would shift every character written after it.
+    if (lineStart < usable) {
+        std::string raw = bytes.substr(lineStart, usable - lineStart);
         std::wstring text =
             d.utf16_ ? TlvUtils::FromUtf16LE(raw.data(), raw.size()) : TlvUtils::FromUtf8(raw);
         d.lines_.push_back(Classify(std::move(raw), std::move(text)));
@@ -142,7 +151,9 @@ std::string ProfileDocument::Serialize() const {
             out += utf16_ ? TlvUtils::ToUtf16LE(l.text) : TlvUtils::ToUtf8(l.text);
         else
             out += l.raw;
-        if (i + 1 < lines_.size() || finalNewline_)
+        if (!l.eol.empty())
+            out += utf16_ ? TlvUtils::ToUtf16LE(TlvUtils::FromUtf8(l.eol)) : l.eol;
+        else if (i + 1 < lines_.size() || finalNewline_)
             out += eol;
     }
     return out;
@@ -246,7 +257,9 @@ bool ProfileDocument::SetValue(std::wstring_view section, std::wstring_view key,
         Line& l = lines_[it->second];
         if (l.value == v)
             return false;
+        std::string eol = std::move(l.eol);
         l = MakeLine(l.name + L"=" + v); // the key keeps the spelling it has in the file
+        l.eol = std::move(eol);
         return Reindex(), true;
     }
     lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(InsertionPoint(*s)),

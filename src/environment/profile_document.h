@@ -50,6 +50,7 @@ private:
     struct Line {
         Kind kind = Kind::Blank;
         std::string raw;    // the bytes as read (without the line ending), re-emitted unchanged
+        std::string eol;    // its own line ending as read ("\r\n", "\n", "\r"), empty if none
         std::wstring text;  // decoded
         std::wstring name;  // section name or key, trimmed
         std::wstring value; // entry value, trimmed, quotes kept

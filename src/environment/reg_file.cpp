@@ -8,6 +8,7 @@
 #include "platform/file_system.h"
 #include "platform/registry_raw.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cwchar>
 #include <iterator>
@@ -21,6 +22,97 @@ using tlv::platform::RegChange;
 using tlv::platform::RegPath;
 
 constexpr wchar_t kHeader[] = L"Windows Registry Editor Version 5.00";
+constexpr wchar_t kHeader4[] = L"REGEDIT4";
+constexpr char kHeader4Bytes[] = "REGEDIT4";
+constexpr std::size_t kMaxValueNameLength = 16383;
+
+// ---- 8-bit text ----
+
+// Windows-1252 from 0x80 to 0x9F; the five bytes it leaves undefined stand for the C1
+// control of the same number, as Windows decodes them.
+constexpr char16_t kCp1252High[32] = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+wchar_t FromCp1252(unsigned char b) {
+    return b >= 0x80 && b < 0xA0 ? static_cast<wchar_t>(kCp1252High[b - 0x80]) : b;
+}
+
+// The byte of c in Windows-1252; false when it has none.
+bool ToCp1252(wchar_t c, char& out) {
+    if (c < 0x80 || (c >= 0xA0 && c <= 0xFF)) {
+        out = static_cast<char>(c);
+        return true;
+    }
+    for (int i = 0; i < 32; ++i)
+        if (static_cast<wchar_t>(kCp1252High[i]) == c) {
+            out = static_cast<char>(0x80 + i);
+            return true;
+        }
+    return false;
+}
+
+// Strict UTF-8: no overlong forms, no surrogates, nothing past U+10FFFF.
+bool ValidUtf8(std::string_view s) {
+    for (std::size_t i = 0; i < s.size();) {
+        const auto b = static_cast<unsigned char>(s[i]);
+        std::size_t n = 0;
+        char32_t c = 0, min = 0;
+        if (b < 0x80) {
+            ++i;
+            continue;
+        } else if ((b & 0xE0) == 0xC0) {
+            n = 1, c = b & 0x1F, min = 0x80;
+        } else if ((b & 0xF0) == 0xE0) {
+            n = 2, c = b & 0x0F, min = 0x800;
+        } else if ((b & 0xF8) == 0xF0) {
+            n = 3, c = b & 0x07, min = 0x10000;
+        } else {
+            return false;
+        }
+        if (i + n >= s.size())
+            return false;
+        for (std::size_t k = 1; k <= n; ++k) {
+            const auto t = static_cast<unsigned char>(s[i + k]);
+            if ((t & 0xC0) != 0x80)
+                return false;
+            c = c << 6 | (t & 0x3F);
+        }
+        if (c < min || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF))
+            return false;
+        i += n + 1;
+    }
+    return true;
+}
+
+// How the 8-bit text of a "REGEDIT4" file is read and written.
+enum class Codec { kUtf8, kCp1252 };
+
+std::wstring Decode8(std::string_view bytes, Codec codec) {
+    if (codec == Codec::kUtf8)
+        return TlvUtils::FromUtf8(bytes);
+    std::wstring out;
+    out.reserve(bytes.size());
+    for (char b : bytes)
+        out += FromCp1252(static_cast<unsigned char>(b));
+    return out;
+}
+
+// False when some character has no byte in Windows-1252.
+bool Encode8(std::wstring_view text, Codec codec, std::string& out) {
+    if (codec == Codec::kUtf8) {
+        out += TlvUtils::ToUtf8(text);
+        return true;
+    }
+    for (wchar_t c : text) {
+        char b = 0;
+        if (!ToCp1252(c, b))
+            return false;
+        out += b;
+    }
+    return true;
+}
 constexpr std::size_t kWrapColumn = 76;
 
 // Roots are kept by index (their offset from the first predefined handle) to order them.
@@ -34,6 +126,11 @@ int RootIndex(std::wstring_view name) {
     const HKEY root = TlvUtl::RegistryRootFromName(name, true);
     if (!root)
         return -1;
+    return static_cast<int>(reinterpret_cast<std::uintptr_t>(root) -
+                            reinterpret_cast<std::uintptr_t>(HKEY_CLASSES_ROOT));
+}
+
+int RootIndexOf(HKEY root) {
     return static_cast<int>(reinterpret_cast<std::uintptr_t>(root) -
                             reinterpret_cast<std::uintptr_t>(HKEY_CLASSES_ROOT));
 }
@@ -79,13 +176,38 @@ bool PlainString(const std::string& bytes, std::wstring& text) {
     return TlvUtils::ToUtf16LE(text) == std::string_view(bytes).substr(0, bytes.size() - 2);
 }
 
-void AppendValue(std::wstring& out, const std::wstring& name, DWORD type,
-                 const std::string& bytes) {
+// How a file is being written: the older form keeps string data as 8-bit text.
+struct Form {
+    bool regedit4 = false;
+    Codec codec = Codec::kCp1252;
+    bool unencodable = false; // some text has no byte in the codec: write again in UTF-8
+};
+
+bool IsText(DWORD type) {
+    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
+
+// False when string data is not UTF-16 and so has no 8-bit form.
+bool AppendValue(std::wstring& out, const std::wstring& name, DWORD type, std::string bytes,
+                 Form& form) {
     std::wstring line = name.empty() ? L"@=" : Quoted(name) + L"=";
     std::wstring text;
-    if (type == REG_SZ && PlainString(bytes, text)) {
+    bool narrowed = false;
+    if (form.regedit4 && IsText(type) && !(type == REG_SZ && PlainString(bytes, text))) {
+        if (bytes.size() % 2)
+            return false;
+        const std::wstring wide = TlvUtils::FromUtf16LE(bytes.data(), bytes.size());
+        if (TlvUtils::ToUtf16LE(wide) != bytes)
+            return false;
+        std::string narrow;
+        if (!Encode8(wide, form.codec, narrow))
+            form.unencodable = true;
+        bytes = narrow;
+        narrowed = true;
+    }
+    if (type == REG_SZ && !narrowed && PlainString(bytes, text)) {
         out += line + Quoted(text) + L"\r\n";
-        return;
+        return true;
     }
     if (type == REG_DWORD && bytes.size() == 4) {
         wchar_t hex[16];
@@ -93,7 +215,7 @@ void AppendValue(std::wstring& out, const std::wstring& name, DWORD type,
         std::swprintf(hex, 16, L"dword:%08x",
                       static_cast<unsigned>(b[0] | b[1] << 8 | b[2] << 16 | b[3] << 24));
         out += line + hex + L"\r\n";
-        return;
+        return true;
     }
     if (type == REG_BINARY) {
         line += L"hex:";
@@ -117,13 +239,15 @@ void AppendValue(std::wstring& out, const std::wstring& name, DWORD type,
         }
     }
     out += line + L"\r\n";
+    return true;
 }
 
 bool HasLineBreak(const std::wstring& s) {
     return s.find_first_of(L"\r\n") != std::wstring::npos;
 }
 
-LONG ExportKey(HKEY key, const std::wstring& path, std::wstring& out, std::wstring* error) {
+LONG ExportKey(HKEY key, const std::wstring& path, std::wstring& out, Form& form,
+               std::wstring* error) {
     if (HasLineBreak(path))
         return Fail(error, ERROR_INVALID_DATA, L"key name with a line break: " + path);
     out += L"[" + path + L"]\r\n";
@@ -135,7 +259,10 @@ LONG ExportKey(HKEY key, const std::wstring& path, std::wstring& out, std::wstri
          (r = tlv::platform::RegEnumValueBytes(key, i, name, type, bytes)) == ERROR_SUCCESS; ++i) {
         if (HasLineBreak(name))
             return Fail(error, ERROR_INVALID_DATA, L"value name with a line break under " + path);
-        AppendValue(out, name, type, bytes);
+        if (!AppendValue(out, name, type, bytes, form))
+            return Fail(error, ERROR_INVALID_DATA,
+                        L"value \"" + name + L"\" under " + path +
+                            L" holds string data that is not UTF-16 text; it has no REGEDIT4 form");
     }
     if (r != ERROR_NO_MORE_ITEMS)
         return Fail(error, r, path + L": " + DescribeRegistryStatus(r));
@@ -151,7 +278,7 @@ LONG ExportKey(HKEY key, const std::wstring& path, std::wstring& out, std::wstri
             r = RegOpenKeyExW(key, child, 0, KEY_READ, &sub);
         if (r != ERROR_SUCCESS)
             return Fail(error, r, path + L"\\" + child + L": " + DescribeRegistryStatus(r));
-        r = ExportKey(sub, path + L"\\" + child, out, error);
+        r = ExportKey(sub, path + L"\\" + child, out, form, error);
         RegCloseKey(sub);
         if (r != ERROR_SUCCESS)
             return r;
@@ -169,15 +296,22 @@ class Parser {
 public:
     explicit Parser(std::vector<Line> lines) : lines_(std::move(lines)) {}
 
+    // A "REGEDIT4" file: its string data in hex(1), hex(2) and hex(7) is 8-bit text.
+    void OlderForm(Codec codec) {
+        header_ = kHeader4;
+        regedit4_ = true;
+        codec_ = codec;
+    }
+
     // Fills changes per root index in file order; false with error set on the first fault.
     bool Run(std::map<int, std::vector<RegChange>>& changes, std::wstring& error) {
         std::size_t i = 0;
         while (i < lines_.size() && Trim(lines_[i].text).empty())
             ++i;
-        if (i == lines_.size() || Trim(lines_[i].text) != kHeader)
+        if (i == lines_.size() || Trim(lines_[i].text) != header_)
             return Error(i < lines_.size() ? lines_[i].number : 1,
                          L"not a .reg file: the first line must be \"" + std::wstring(kHeader) +
-                             L"\"",
+                             L"\" or \"" + kHeader4 + L"\"",
                          error);
         for (++i; i < lines_.size(); ++i) {
             const int number = lines_[i].number;
@@ -325,6 +459,8 @@ private:
         } else if (!QuotedText(text, pos, change.name)) {
             return Error(number, L"unterminated value name", error);
         }
+        if (change.name.size() > kMaxValueNameLength)
+            return Error(number, L"value name longer than 16383 characters", error);
         while (pos < text.size() && (text[pos] == L' ' || text[pos] == L'\t'))
             ++pos;
         if (pos >= text.size() || text[pos] != L'=')
@@ -376,10 +512,19 @@ private:
         }
         if (!HexBytes(rest, change.data))
             return Error(number, L"malformed hexadecimal byte list", error);
+        // A file saved as UTF-8 by an editor keeps the 8-bit bytes of its hex data: data that
+        // is not UTF-8 is read as Windows-1252 there too.
+        if (regedit4_ && IsText(change.type))
+            change.data = TlvUtils::ToUtf16LE(Decode8(
+                change.data,
+                codec_ == Codec::kUtf8 && ValidUtf8(change.data) ? Codec::kUtf8 : Codec::kCp1252));
         return true;
     }
 
     std::vector<Line> lines_;
+    const wchar_t* header_ = kHeader;
+    bool regedit4_ = false;
+    Codec codec_ = Codec::kUtf8;
     int root_ = -1;
     bool haveKey_ = false;
     RegChange current_;
@@ -402,21 +547,61 @@ std::vector<Line> SplitLines(const std::wstring& text) {
     return lines;
 }
 
-std::wstring DecodeFile(const std::string& bytes) {
+// The older header, after blank lines, as the first thing in 8-bit text.
+bool StartsRegedit4(std::string_view bytes) {
+    std::size_t i = 0;
+    while (i < bytes.size() &&
+           (bytes[i] == ' ' || bytes[i] == '\t' || bytes[i] == '\r' || bytes[i] == '\n'))
+        ++i;
+    bytes.remove_prefix(i);
+    if (bytes.compare(0, 8, kHeader4Bytes) != 0)
+        return false;
+    bytes.remove_prefix(8);
+    return bytes.empty() || bytes[0] == '\r' || bytes[0] == '\n' || bytes[0] == ' ' ||
+           bytes[0] == '\t';
+}
+
+struct Decoded {
+    std::wstring text;
+    bool regedit4 = false;
+    Codec codec = Codec::kUtf8;
+    std::wstring name;
+};
+
+Decoded DecodeFile(const std::string& bytes) {
+    Decoded d;
     if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF &&
-        static_cast<unsigned char>(bytes[1]) == 0xFE)
-        return TlvUtils::FromUtf16LE(bytes.data() + 2, bytes.size() - 2);
-    if (bytes.compare(0, 3, "\xEF\xBB\xBF") == 0)
-        return TlvUtils::FromUtf8(std::string_view(bytes).substr(3));
-    return TlvUtils::FromUtf8(bytes);
+        static_cast<unsigned char>(bytes[1]) == 0xFE) {
+        d.text = TlvUtils::FromUtf16LE(bytes.data() + 2, bytes.size() - 2);
+        d.name = L"UTF-16LE";
+        return d;
+    }
+    std::string_view body(bytes);
+    if (body.compare(0, 3, "\xEF\xBB\xBF") == 0)
+        body.remove_prefix(3);
+    if (StartsRegedit4(body)) {
+        d.regedit4 = true;
+        d.codec = ValidUtf8(body) ? Codec::kUtf8 : Codec::kCp1252;
+        d.text = Decode8(body, d.codec);
+        d.name = d.codec == Codec::kUtf8 ? L"UTF-8" : L"Windows-1252";
+        return d;
+    }
+    d.text = TlvUtils::FromUtf8(body);
+    d.name = L"UTF-8";
+    return d;
 }
 
 } // namespace
 
 bool ParseRegFile(const std::string& bytes, std::map<int, std::vector<RegChange>>& changes,
-                  std::wstring& error) {
+                  std::wstring& error, std::wstring* encoding) {
     changes.clear();
-    Parser parser(SplitLines(DecodeFile(bytes)));
+    const Decoded decoded = DecodeFile(bytes);
+    if (encoding)
+        *encoding = decoded.name;
+    Parser parser(SplitLines(decoded.text));
+    if (decoded.regedit4)
+        parser.OlderForm(decoded.codec);
     return parser.Run(changes, error);
 }
 
@@ -426,7 +611,8 @@ namespace TlvUtl {
 
 using namespace tlv::environment;
 
-LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName, std::wstring* error) {
+LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName, std::wstring* error,
+                   RegFileFormat format) {
     if (!keyPath || !fileName)
         return Fail(error, ERROR_INVALID_PARAMETER, L"no key path or file name given");
     const std::wstring path(keyPath);
@@ -440,25 +626,48 @@ LONG RegExportFile(const wchar_t* keyPath, const wchar_t* fileName, std::wstring
                            KEY_READ, &key);
     if (r != ERROR_SUCCESS)
         return Fail(error, r, Problem(root, path, r));
-    std::wstring text = std::wstring(kHeader) + L"\r\n\r\n";
     std::wstring top = path;
     while (!top.empty() && top.back() == L'\\')
         top.pop_back();
-    r = ExportKey(key, top, text, error);
+    Form form;
+    form.regedit4 = format == RegFileFormat::kRegedit4;
+    std::string bytes;
+    // The older form is tried in Windows-1252, which the tools that need it read; text that
+    // does not fit it, or that a reader would take for UTF-8, makes it UTF-8 throughout.
+    for (;;) {
+        std::wstring text = std::wstring(form.regedit4 ? kHeader4 : kHeader) + L"\r\n\r\n";
+        r = ExportKey(key, top, text, form, error);
+        if (r != ERROR_SUCCESS)
+            break;
+        if (!form.regedit4) {
+            bytes = "\xFF\xFE" + TlvUtils::ToUtf16LE(text);
+            break;
+        }
+        bytes.clear();
+        if (form.codec == Codec::kUtf8) {
+            Encode8(text, Codec::kUtf8, bytes);
+            break;
+        }
+        const bool fits = Encode8(text, Codec::kCp1252, bytes) && !form.unencodable;
+        const bool ascii = std::all_of(bytes.begin(), bytes.end(),
+                                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        if (fits && (ascii || !ValidUtf8(bytes)))
+            break;
+        form = Form{true, Codec::kUtf8, false};
+    }
     RegCloseKey(key);
     if (r != ERROR_SUCCESS)
         return r;
 
     // An existing file is replaced whole or not at all.
-    if (const std::error_code ec =
-            tlv::platform::WriteFileAtomically(fileName, "\xFF\xFE" + TlvUtils::ToUtf16LE(text)))
+    if (const std::error_code ec = tlv::platform::WriteFileAtomically(fileName, bytes))
         return Fail(error, static_cast<LONG>(tlv::platform::Win32Error(ec, fileName)),
                     L"cannot write " + std::wstring(fileName) + L": " +
                         TlvUtils::FromUtf8(tlv::platform::Describe(ec, fileName)));
     return ERROR_SUCCESS;
 }
 
-LONG RegImportFile(const wchar_t* fileName, std::wstring* error) {
+LONG RegImportFile(const wchar_t* fileName, std::wstring* error, std::wstring* encoding) {
     if (!fileName)
         return Fail(error, ERROR_INVALID_PARAMETER, L"no file name given");
     std::string bytes;
@@ -469,7 +678,7 @@ LONG RegImportFile(const wchar_t* fileName, std::wstring* error) {
 
     std::map<int, std::vector<RegChange>> changes;
     std::wstring problem;
-    if (!tlv::environment::ParseRegFile(bytes, changes, problem))
+    if (!tlv::environment::ParseRegFile(bytes, changes, problem, encoding))
         return Fail(error, ERROR_INVALID_DATA, problem);
 
     // Every store involved must be usable before the first one is changed.
@@ -481,10 +690,21 @@ LONG RegImportFile(const wchar_t* fileName, std::wstring* error) {
         if (r != ERROR_SUCCESS)
             return Fail(error, r, Problem(root, RootName(root), r));
     }
-    for (const auto& [root, list] : changes) {
-        const LONG r = tlv::platform::RegApplyChanges(RootHandle(root), list);
-        if (r != ERROR_SUCCESS)
-            return Fail(error, r, Problem(root, RootName(root), r));
+    // Then all roots change together, or none does.
+    std::vector<std::pair<HKEY, std::vector<RegChange>>> sets;
+    for (auto& [root, list] : changes)
+        sets.emplace_back(RootHandle(root), std::move(list));
+    const LONG r = tlv::platform::RegApplyChangeSets(sets);
+    if (r != ERROR_SUCCESS) {
+        // Name the root whose store failed when it is one store's fault.
+        for (const auto& [root, list] : sets) {
+            DWORD ignored = 0;
+            if (RegQueryInfoKeyW(root, nullptr, nullptr, nullptr, &ignored, nullptr, nullptr,
+                                 nullptr, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+                return Fail(error, r,
+                            Problem(RootIndexOf(root), TlvUtl::RegistryRootName(root), r));
+        }
+        return Fail(error, r, L"the changes could not be made: " + DescribeRegistryStatus(r));
     }
     return ERROR_SUCCESS;
 }

@@ -263,8 +263,10 @@ LONG WUTLRegistry::SetValue(const wchar_t* name, int value) {
 }
 
 LONG WUTLRegistry::SetValue(const wchar_t* name, const wchar_t* value) {
-    // No terminating NUL: readers rely on the registry adding it.
-    const std::string bytes = TlvUtils::ToUtf16LE(value ? value : L"");
+    // With its terminating NUL, as Windows programs write strings: other readers (a .reg
+    // export, a program that takes the bytes as they are) expect it there.
+    std::string bytes = TlvUtils::ToUtf16LE(value ? value : L"");
+    bytes.append(2, '\0');
     return HelperSetValue(name, bytes.data(), static_cast<DWORD>(bytes.size()), REG_SZ);
 }
 

@@ -62,6 +62,41 @@ bool ReadTable(std::string_view file, uint32_t offset, int32_t count, std::vecto
     return true;
 }
 
+// The header against the size: two tables of count records each, after the 12-byte header,
+// apart, and nothing else in the file. A damaged count or offset fails here instead of
+// reading records from the wrong place.
+bool Consistent(std::size_t size, int32_t count, uint32_t offsetA, uint32_t offsetB) {
+    const std::uint64_t table = static_cast<std::uint64_t>(count) * kRecordBytes;
+    if (size != 12 + 2 * table || offsetA < 12 || offsetB < 12)
+        return false;
+    const std::uint64_t a = offsetA, b = offsetB;
+    return count == 0 || a + table <= b || b + table <= a;
+}
+
+// Both tables in the map's order (engines strictly: one application per engine) and each the
+// other with its columns swapped. A flipped byte in a record breaks the order or the mirror,
+// so damage is reported instead of answering look-ups with a wrong GUID.
+bool Mirrored(const std::vector<GUID>& engines, const std::vector<GUID>& appForEngine,
+              const std::vector<GUID>& apps, const std::vector<GUID>& engineForApp) {
+    for (std::size_t i = 1; i < engines.size(); ++i)
+        if (TlvUtl::CompareGuids(engines[i - 1], engines[i]) >= 0 ||
+            TlvUtl::CompareGuids(apps[i - 1], apps[i]) > 0)
+            return false;
+    std::vector<bool> seen(engines.size(), false);
+    for (std::size_t i = 0; i < apps.size(); ++i) {
+        const auto at = std::lower_bound(
+            engines.begin(), engines.end(), engineForApp[i],
+            [](const GUID& x, const GUID& y) { return TlvUtl::CompareGuids(x, y) < 0; });
+        if (at == engines.end() || TlvUtl::CompareGuids(*at, engineForApp[i]) != 0)
+            return false;
+        const auto k = static_cast<std::size_t>(at - engines.begin());
+        if (seen[k] || TlvUtl::CompareGuids(appForEngine[k], apps[i]) != 0)
+            return false;
+        seen[k] = true;
+    }
+    return true;
+}
+
 // The binary search of the map: inclusive bounds, middle = low + (high - low) / 2.
 bool Search(const std::vector<GUID>& sorted, const std::vector<GUID>& paired, const GUID& key,
             GUID& out) {
@@ -121,8 +156,10 @@ bool GuidMapFile::Load(const std::wstring& path) {
     const int32_t count = static_cast<int32_t>(ReadU32(header));
     const uint32_t offsetA = ReadU32(header + 4);
     const uint32_t offsetB = ReadU32(header + 8);
-    bool ok = count >= 0 && ReadTable(file, offsetA, count, engineSorted_, appForEngine_) &&
-              ReadTable(file, offsetB, count, appSorted_, engineForApp_);
+    bool ok = count >= 0 && Consistent(file.size(), count, offsetA, offsetB) &&
+              ReadTable(file, offsetA, count, engineSorted_, appForEngine_) &&
+              ReadTable(file, offsetB, count, appSorted_, engineForApp_) &&
+              Mirrored(engineSorted_, appForEngine_, appSorted_, engineForApp_);
     if (!ok) {
         engineSorted_.clear(), appForEngine_.clear(), appSorted_.clear(), engineForApp_.clear();
         return false;
@@ -150,6 +187,11 @@ bool WriteGuidMapFile(const std::wstring& path, std::vector<std::pair<GUID, GUID
                      [&](auto& x, auto& y) { return less(x.first, y.first); });
     std::stable_sort(byApp.begin(), byApp.end(),
                      [&](auto& x, auto& y) { return less(x.first, y.first); });
+    // One engine maps to one application: a second pair for it would make look-ups depend on
+    // where the search lands.
+    for (std::size_t i = 1; i < pairs.size(); ++i)
+        if (CompareGuids(pairs[i - 1].first, pairs[i].first) == 0)
+            return false;
 
     const uint32_t count = static_cast<uint32_t>(pairs.size());
     const uint32_t offsetA = 12;

@@ -59,9 +59,18 @@ inline void Store(unsigned char* p, uint32_t v) {
 // behind an odd header size would never reach one anyway.
 // clang gives the load-time resolvers of such clones default visibility, which would export
 // private functions; only GCC builds get the variants, and only for ELF targets (the
-// resolvers are ifuncs, which PE has not).
+// resolvers are ifuncs, which PE has not). Sanitized builds do without them: the
+// resolvers run at load time, instrumented, before the sanitizer's runtime is up.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
+#define TLVUTL_NO_LOAD_TIME_VARIANTS
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define TLVUTL_NO_LOAD_TIME_VARIANTS
+#endif
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) &&                             \
-    !defined(__SANITIZE_ADDRESS__) && !defined(_WIN32)
+    !defined(TLVUTL_NO_LOAD_TIME_VARIANTS) && !defined(_WIN32)
 #define TLVUTL_WIDE_VECTORS __attribute__((target_clones("avx512f", "avx2", "default")))
 #else
 #define TLVUTL_WIDE_VECTORS

@@ -60,7 +60,8 @@ struct FileInfo {
     std::int64_t ctimeNs = 0; // last change of the content or of the entry
     std::uint64_t inode = 0;
     std::uint64_t device = 0;
-    std::uint32_t mode = 0; // permission bits
+    std::uint64_t links = 0; // names linking to it: 0 once an open file was deleted or replaced
+    std::uint32_t mode = 0;  // permission bits
 };
 
 // Follows links unless followLinks is false (then a link answers kLink). A missing entry is
@@ -71,6 +72,9 @@ bool IsDirectory(std::wstring_view path);
 bool IsRegularFile(std::wstring_view path);
 // Both paths name one existing file or folder.
 bool SameFile(std::wstring_view a, std::wstring_view b);
+// The absolute path of an existing entry with every link, "." and ".." resolved, so that
+// whether a file lies inside a folder can be decided by comparing the two strings.
+std::error_code CanonicalPath(std::wstring_view path, std::wstring& canonical);
 
 struct DirEntry {
     std::wstring name;               // the last step only
@@ -111,6 +115,13 @@ std::error_code ReadWholeFile(std::wstring_view path, std::string& bytes);
 // never share one), are flushed to the disk, and the new file is renamed over the old one,
 // whose permissions it takes; a new file gets 0666 less the umask. The folder must exist.
 std::error_code WriteFileAtomically(std::wstring_view path, std::string_view bytes);
+
+// Removes the files WriteFileAtomically left beside path when its writer was killed before
+// the rename: path + "." + six letters and digits. Call it only while holding the PathLock of
+// path, which every writer of path holds: no temporary found then is still being written.
+// Six letters all of one case ("x.ini.backup") are taken for a file of the user's and kept,
+// at the cost of leaving the rare temporary named so. Returns how many were removed.
+int RemoveStaleTemporaries(std::wstring_view path);
 
 // Creates a new empty file named prefix + a unique part + suffix in the temporary folder
 // ($TMPDIR, else /tmp), readable by the user only; its path goes to path.
@@ -163,24 +174,16 @@ private:
 // taking it never creates the target and a file that is replaced (renamed over) or created
 // meanwhile is still guarded; it serialises writers of files in one folder, which is cheap
 // for settings files. Fails (Locked() false, Error() set) when the folder is missing.
+// A thread that already holds the lock of a folder may take it again (the inner lock only
+// counts), so a read-modify-write can hold it while a save inside takes it too.
 class PathLock {
 public:
     explicit PathLock(std::wstring_view path);
     ~PathLock();
     PathLock(const PathLock&) = delete;
     PathLock& operator=(const PathLock&) = delete;
-#ifdef _WIN32
-    bool Locked() const {
-        return handle_ != nullptr;
-    }
-#else
-    bool Locked() const {
-        return fd_ >= 0;
-    }
-#endif
-    const std::error_code& Error() const {
-        return error_;
-    }
+    bool Locked() const;
+    const std::error_code& Error() const { return error_; }
 
 private:
 #ifdef _WIN32
@@ -188,6 +191,8 @@ private:
 #else
     int fd_ = -1;
 #endif
+    bool nested_ = false;
+    std::string folder_;
     std::error_code error_;
 };
 

@@ -174,6 +174,7 @@ std::error_code Stat(std::wstring_view path, FileInfo& info, bool followLinks) {
     info.ctimeNs = Nanoseconds(st.st_ctim);
     info.inode = static_cast<std::uint64_t>(st.st_ino);
     info.device = static_cast<std::uint64_t>(st.st_dev);
+    info.links = static_cast<std::uint64_t>(st.st_nlink);
     info.mode = static_cast<std::uint32_t>(st.st_mode & 07777);
     return {};
 }
@@ -191,6 +192,17 @@ bool IsDirectory(std::wstring_view path) {
 bool IsRegularFile(std::wstring_view path) {
     FileInfo info;
     return !Stat(path, info) && info.kind == FileKind::kFile;
+}
+
+std::error_code CanonicalPath(std::wstring_view path, std::wstring& canonical) {
+    canonical.clear();
+    const std::string native = NativePath(path);
+    char* resolved = ::realpath(native.c_str(), nullptr);
+    if (!resolved)
+        return LastErrno();
+    canonical = WidePath(resolved);
+    std::free(resolved);
+    return {};
 }
 
 bool SameFile(std::wstring_view a, std::wstring_view b) {
@@ -398,6 +410,45 @@ std::error_code WriteFileAtomically(std::wstring_view widePath, std::string_view
     return {};
 }
 
+int RemoveStaleTemporaries(std::wstring_view widePath) {
+    const std::string path = NativePath(widePath);
+    const std::size_t slash = path.rfind('/');
+    const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+    const std::string folder = NativeParent(path);
+    const int dirFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd < 0)
+        return 0;
+    DIR* dir = ::fdopendir(dirFd);
+    if (!dir) {
+        ::close(dirFd);
+        return 0;
+    }
+    int removed = 0;
+    while (const dirent* e = ::readdir(dir)) {
+        const std::string_view name(e->d_name);
+        if (name.size() != base.size() + 7 || name.compare(0, base.size(), base) != 0 ||
+            name[base.size()] != '.')
+            continue;
+        const std::string_view tail = name.substr(base.size() + 1);
+        bool alnum = true, lower = false, upper = false, digit = false;
+        for (char c : tail) {
+            lower |= c >= 'a' && c <= 'z';
+            upper |= c >= 'A' && c <= 'Z';
+            digit |= c >= '0' && c <= '9';
+            alnum &= (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        }
+        if (!alnum || (!digit && lower != upper))
+            continue;
+        struct stat st {};
+        if (::fstatat(dirFd, e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode))
+            continue;
+        if (::unlinkat(dirFd, e->d_name, 0) == 0)
+            ++removed;
+    }
+    ::closedir(dir); // closes dirFd too
+    return removed;
+}
+
 std::error_code CreateTempFile(std::string_view prefix, std::string_view suffix,
                                std::wstring& path) {
     path.clear();
@@ -504,9 +555,21 @@ std::error_code File::Close() {
 
 // ---- Locks -------------------------------------------------------------------------------
 
-PathLock::PathLock(std::wstring_view path) {
-    const std::string folder = NativeParent(NativePath(path));
-    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+namespace {
+// The folders whose lock this thread holds, with how many PathLocks share each. flock()
+// locks of one process through two descriptors exclude each other, so a second lock of
+// the same folder on the same thread would wait forever.
+thread_local std::vector<std::pair<std::string, int>> t_heldFolders;
+} // namespace
+
+PathLock::PathLock(std::wstring_view path) : folder_(NativeParent(NativePath(path))) {
+    for (auto& held : t_heldFolders)
+        if (held.first == folder_) {
+            ++held.second;
+            nested_ = true;
+            return;
+        }
+    const int fd = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) {
         error_ = LastErrno();
         return;
@@ -517,11 +580,24 @@ PathLock::PathLock(std::wstring_view path) {
         return;
     }
     fd_ = fd;
+    t_heldFolders.emplace_back(folder_, 1);
 }
 
 PathLock::~PathLock() {
+    if (!nested_ && fd_ < 0)
+        return;
+    for (auto it = t_heldFolders.begin(); it != t_heldFolders.end(); ++it)
+        if (it->first == folder_) {
+            if (--it->second == 0)
+                t_heldFolders.erase(it);
+            break;
+        }
     if (fd_ >= 0)
         ::close(fd_); // releases the lock
+}
+
+bool PathLock::Locked() const {
+    return fd_ >= 0 || nested_;
 }
 
 // ---- Errors ------------------------------------------------------------------------------

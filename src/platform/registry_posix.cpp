@@ -307,7 +307,7 @@ LONG QueryValue(HKEY hKey, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE 
 
 LONG SetValue(HKEY hKey, LPCWSTR name, DWORD type, const BYTE* data, DWORD size, bool wide) {
     if (!data && size)
-        return ERROR_INVALID_PARAMETER;
+        return ERROR_NOACCESS; // as a read of the caller's null buffer would end
     Target t;
     LONG r = Store::Get().Resolve(hKey, t);
     if (r == ERROR_SUCCESS)
@@ -317,8 +317,21 @@ LONG SetValue(HKEY hKey, LPCWSTR name, DWORD type, const BYTE* data, DWORD size,
     if (!t.hive)
         return ERROR_ACCESS_DENIED;
     if (wide && IsText(type)) {
+        std::size_t count = size / 2;
+        // A count that stops just before the text's NUL takes the NUL too, as Windows
+        // extends it: callers that pass the length without the terminator still get a
+        // terminated string.
+        if (data && count > 0 && size % 2 == 0) {
+            wchar_t last, next;
+            std::memcpy(&last, data + (count - 1) * sizeof(wchar_t), sizeof last);
+            if (last != 0) { // a terminated count reads nothing beyond itself
+                std::memcpy(&next, data + count * sizeof(wchar_t), sizeof next);
+                if (next == 0)
+                    ++count;
+            }
+        }
         thread_local std::string bytes;
-        StoredFromWide(data, size / 2, bytes);
+        StoredFromWide(data, count, bytes);
         return t.hive->SetValue(t.key->id, name ? name : L"", type, bytes);
     }
     return t.hive->SetValue(t.key->id, name ? name : L"", type,
@@ -343,12 +356,16 @@ LONG EnumValue(HKEY hKey, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD 
     r = t.hive->EnumValue(t.key->id, index, t.key->values, found, stored, bytes);
     if (r != ERROR_SUCCESS)
         return r;
-    if (found.size() + 1 > *nameLength)
-        return ERROR_MORE_DATA;
-    std::wmemcpy(name, found.c_str(), found.size() + 1);
-    *nameLength = static_cast<DWORD>(found.size());
     if (type)
         *type = stored;
+    if (found.size() + 1 > *nameLength) {
+        // The name does not fit: the data is not copied, but its size is still told.
+        if (size)
+            Deliver(stored, bytes, nullptr, size, wide);
+        return ERROR_MORE_DATA;
+    }
+    std::wmemcpy(name, found.c_str(), found.size() + 1);
+    *nameLength = static_cast<DWORD>(found.size());
     return Deliver(stored, bytes, data, size, wide);
 }
 
@@ -410,6 +427,25 @@ LONG RegApplyChanges(HKEY root, const std::vector<RegChange>& changes) {
     if (!t.hive)
         return changes.empty() ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
     return t.hive->Apply(changes);
+}
+
+LONG RegApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>>>& sets) {
+    std::vector<Target> targets(sets.size());
+    std::vector<RegistryHive::Batch> batches;
+    for (std::size_t i = 0; i < sets.size(); ++i) {
+        if (RootIndex(sets[i].first) < 0)
+            return ERROR_INVALID_HANDLE;
+        const LONG r = Store::Get().Resolve(sets[i].first, targets[i]);
+        if (r != ERROR_SUCCESS)
+            return r;
+        if (!targets[i].hive) {
+            if (!sets[i].second.empty())
+                return ERROR_ACCESS_DENIED;
+            continue;
+        }
+        batches.push_back({targets[i].hive.get(), &sets[i].second});
+    }
+    return RegistryHive::ApplyTogether(batches);
 }
 
 } // namespace tlv::platform
@@ -626,6 +662,20 @@ std::wstring GetRegistryStoreFile(HKEY root) {
     if (i < 0 || i == kPerformanceData)
         return {};
     return GetRegistryDirectory() + RegistryRootName(root) + L".db";
+}
+
+LONG CheckRegistryStore(HKEY root, std::vector<std::wstring>* problems) {
+    if (problems)
+        problems->clear();
+    const std::wstring file = GetRegistryStoreFile(root);
+    if (file.empty())
+        return ERROR_INVALID_HANDLE;
+    std::vector<std::string> found;
+    const LONG r = tlv::platform::CheckRegistryHiveFile(NativePath(file), found);
+    if (problems)
+        for (const std::string& p : found)
+            problems->push_back(TlvUtils::FromUtf8(p));
+    return r;
 }
 
 } // namespace TlvUtl

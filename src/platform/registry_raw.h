@@ -10,6 +10,7 @@
 #include <tlvutl/wintypes.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tlv::platform {
@@ -27,6 +28,10 @@ LONG RegEnumValueBytes(HKEY key, DWORD index, std::wstring& name, DWORD& type, s
 
 // Makes every change under the predefined root in one transaction, or none of them.
 LONG RegApplyChanges(HKEY root, const std::vector<RegChange>& changes);
+
+// Makes the changes under every predefined root given (each root once, in ascending order)
+// or, if any of them fails, none under any root.
+LONG RegApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>>>& sets);
 
 // Splits a sub-key path at its backslashes. One trailing backslash is allowed; a leading one
 // or an empty level gives ERROR_BAD_PATHNAME.

@@ -60,8 +60,10 @@ struct RegChange {
 
 class RegistryHive {
 public:
-    // Opens the database, creating it with its schema when the file is new or empty. A file
-    // that is damaged or holds something else is left untouched: null with ERROR_BADDB.
+    // Opens the database, creating it with its schema when the file is new or empty; several
+    // processes may do so at once, each waits for the others. A file that is damaged or holds
+    // something else is left untouched: null with ERROR_BADDB. A hive that has met damage
+    // refuses every later write with ERROR_BADDB, and its first write checks the file first.
     static std::unique_ptr<RegistryHive> Open(const std::string& file, LONG& status);
     ~RegistryHive();
     RegistryHive(const RegistryHive&) = delete;
@@ -87,12 +89,25 @@ public:
     // All changes in one transaction: either every one is made or none.
     LONG Apply(const std::vector<RegChange>& changes);
 
+    // Changes to several hives (each at most once, given in the same order by every caller):
+    // all are made before any is committed, so a failing change leaves every hive untouched.
+    struct Batch {
+        RegistryHive* hive;
+        const std::vector<RegChange>* changes;
+    };
+    static LONG ApplyTogether(const std::vector<Batch>& batches);
+
     struct Impl;
 
 private:
     explicit RegistryHive(std::unique_ptr<Impl> impl);
     std::unique_ptr<Impl> impl_;
 };
+
+// Checks a hive's database file through and through without changing it: ERROR_SUCCESS when
+// sound, ERROR_BADDB with what is wrong in problems, ERROR_FILE_NOT_FOUND when there is none
+// or it is still empty.
+LONG CheckRegistryHiveFile(const std::string& file, std::vector<std::string>& problems);
 
 // The comparison form of a name: upper case by the invariant simple mapping, as the
 // registry compares names.

@@ -1,6 +1,7 @@
-#include "registry_store.h"
-#include "file_system.h"
 #include "core/case_fold.h"
+#include "file_system.h"
+#include "registry_read_cache.h"
+#include "registry_store.h"
 
 #include <tlvutl/encoding.h>
 
@@ -8,6 +9,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <locale.h>
@@ -52,6 +54,10 @@ std::int64_t NowFileTime() {
     return since1970 + 116444736000000000LL;
 }
 
+// Set by StatusOf when SQLite reports a damaged file, so that the hive whose call saw it can
+// stop writing (see Impl::Watch).
+thread_local bool t_sawDamage = false;
+
 LONG StatusOf(int rc) {
     switch (rc & 0xFF) {
     case SQLITE_OK:
@@ -63,6 +69,8 @@ LONG StatusOf(int rc) {
         return ERROR_BUSY;
     case SQLITE_NOTADB:
     case SQLITE_CORRUPT:
+        t_sawDamage = true;
+        return ERROR_BADDB;
     case SQLITE_FORMAT:
     case SQLITE_SCHEMA:
     case SQLITE_ERROR: // a statement that does not fit the file's tables
@@ -199,7 +207,7 @@ std::wstring ColumnName(sqlite3_stmt* s, int i) {
     return NameFromBytes(sqlite3_column_text(s, i), sqlite3_column_bytes(s, i));
 }
 
-bool LooksLikeDatabase(const std::string& file) {
+bool HeaderLooksRight(const std::string& file) {
     File in;
     if (in.Open(WidePath(file), File::Mode::kRead))
         return true; // missing: SQLite creates it
@@ -207,6 +215,21 @@ bool LooksLikeDatabase(const std::string& file) {
     std::size_t got = 0;
     in.Read(head, sizeof head, got);
     return got == 0 || (got == 16 && std::memcmp(head, "SQLite format 3", 16) == 0);
+}
+
+// A process creating the store writes the header while we read it, and a read racing that
+// write may see part of it: a mismatch is looked at again before the file is called foreign.
+bool LooksLikeDatabase(const std::string& file) {
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        if (HeaderLooksRight(file))
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return false;
+}
+
+bool Transient(int rc) {
+    return (rc & 0xFF) == SQLITE_BUSY || (rc & 0xFF) == SQLITE_LOCKED;
 }
 
 } // namespace
@@ -220,6 +243,27 @@ struct RegistryHive::Impl {
     sqlite3_stmt* st[kStmtCount] = {};
     std::mutex m;
     std::uint64_t ownCommits = 0;
+    // Once any call has met damage, or the check before the first write found some, the
+    // file is only read: writing into a damaged b-tree spreads the damage.
+    bool damaged = false;
+    bool checked = false;
+
+    // Records damage met by the calls made while it lives (under m).
+    class Watch {
+    public:
+        explicit Watch(Impl& h) : h_(h) { t_sawDamage = false; }
+        ~Watch() {
+            if (t_sawDamage)
+                h_.damaged = true;
+        }
+        Watch(const Watch&) = delete;
+        Watch& operator=(const Watch&) = delete;
+
+    private:
+        Impl& h_;
+    };
+
+    RegistryReadCache reads;
 
     ~Impl() {
         for (sqlite3_stmt* s : st)
@@ -228,6 +272,99 @@ struct RegistryHive::Impl {
     }
 
     int Exec(const char* sql) { return sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
+
+    // Runs a statement and keeps the first column of its first row as text.
+    int QueryText(const char* sql, std::string& value) {
+        sqlite3_stmt* s = nullptr;
+        int rc = sqlite3_prepare_v2(db, sql, -1, &s, nullptr);
+        if (rc == SQLITE_OK) {
+            rc = sqlite3_step(s);
+            if (rc == SQLITE_ROW) {
+                const auto* text = sqlite3_column_text(s, 0);
+                value = text ? reinterpret_cast<const char*>(text) : "";
+                rc = SQLITE_OK;
+            } else if (rc == SQLITE_DONE) {
+                rc = SQLITE_OK;
+            }
+        }
+        sqlite3_finalize(s);
+        return rc;
+    }
+
+    // What the file holds, read in one transaction so that a process creating the schema
+    // meanwhile is seen either before or after.
+    int ReadHeader(std::int64_t& appId, std::int64_t& tables, std::int64_t& version) {
+        int rc = Exec("BEGIN");
+        if (rc == SQLITE_OK)
+            rc = QueryInt("PRAGMA application_id", appId);
+        if (rc == SQLITE_OK)
+            rc = QueryInt("SELECT count(*) FROM sqlite_schema", tables);
+        if (rc == SQLITE_OK)
+            rc = QueryInt("PRAGMA user_version", version);
+        const int end = Exec(rc == SQLITE_OK ? "COMMIT" : "ROLLBACK");
+        return rc == SQLITE_OK ? end : rc;
+    }
+
+    // The open-time steps; any of them may meet another process doing the same on a new
+    // file, and then gives SQLITE_BUSY or SQLITE_LOCKED for the caller to try again.
+    int Prepare() {
+        std::int64_t appId = 0, tables = 0, version = 0;
+        int rc = ReadHeader(appId, tables, version);
+        if (rc != SQLITE_OK)
+            return rc;
+        // Only a file that is ours, or still empty, is touched further.
+        if (appId != kApplicationId && (appId != 0 || tables != 0))
+            return SQLITE_NOTADB;
+        // WAL lets readers go on while another process writes; FULL syncs the log at every
+        // commit, so an acknowledged write survives a crash of the machine, not only of the
+        // process.
+        std::string mode;
+        rc = QueryText("PRAGMA journal_mode=WAL", mode);
+        if (rc == SQLITE_OK && mode != "wal")
+            rc = SQLITE_BUSY; // another connection kept the file from switching yet
+        if (rc == SQLITE_OK)
+            rc = Exec("PRAGMA synchronous=FULL");
+        if (rc != SQLITE_OK)
+            return rc;
+        if (tables == 0) {
+            // The schema is made and checked under the write lock: of two processes meeting
+            // on a new file, the second finds it made.
+            rc = Exec("BEGIN IMMEDIATE");
+            if (rc == SQLITE_OK)
+                rc = QueryInt("PRAGMA application_id", appId);
+            if (rc == SQLITE_OK)
+                rc = QueryInt("SELECT count(*) FROM sqlite_schema", tables);
+            if (rc == SQLITE_OK && appId == 0 && tables == 0) {
+                rc = Exec(kSchema);
+                if (rc == SQLITE_OK) {
+                    const std::string seed =
+                        "INSERT INTO keys(id,parent,name,fold,written) VALUES(1,0,'',''," +
+                        std::to_string(NowFileTime()) +
+                        ");PRAGMA application_id=" + std::to_string(kApplicationId) +
+                        ";PRAGMA user_version=" + std::to_string(kSchemaVersion) + ";";
+                    rc = Exec(seed.c_str());
+                }
+            } else if (rc == SQLITE_OK && appId != kApplicationId) {
+                rc = SQLITE_NOTADB;
+            }
+            if (rc == SQLITE_OK)
+                rc = QueryInt("PRAGMA user_version", version);
+            if (rc == SQLITE_OK)
+                rc = Exec("COMMIT");
+            if (rc != SQLITE_OK)
+                Exec("ROLLBACK");
+            if (rc != SQLITE_OK)
+                return rc;
+        }
+        if (version != kSchemaVersion)
+            return SQLITE_NOTADB; // made by another version of the store
+        for (int i = 0; rc == SQLITE_OK && i < kStmtCount; ++i)
+            rc = sqlite3_prepare_v3(db, kSql[i], -1, SQLITE_PREPARE_PERSISTENT, &st[i], nullptr);
+        if (rc != SQLITE_OK)
+            for (sqlite3_stmt*& s : st)
+                sqlite3_finalize(s), s = nullptr;
+        return rc;
+    }
 
     // Runs a statement that yields at most one integer row.
     int QueryInt(const char* sql, std::int64_t& value) {
@@ -256,9 +393,25 @@ struct RegistryHive::Impl {
     class Write {
     public:
         explicit Write(Impl& h) : h_(h) {
+            if (h_.damaged) {
+                status_ = ERROR_BADDB;
+                return;
+            }
             Use s(h_.st[kBeginWrite]);
             status_ = StatusOf(sqlite3_step(s));
             open_ = status_ == ERROR_SUCCESS;
+            if (open_ && !h_.checked) {
+                // The first write of this connection looks over the whole file once: damage
+                // that no read has met yet must not be written into either.
+                std::string verdict;
+                const int rc = h_.QueryText("PRAGMA quick_check(1)", verdict);
+                if (rc != SQLITE_OK || verdict != "ok") {
+                    h_.damaged = h_.damaged || rc == SQLITE_OK || !Transient(rc);
+                    status_ = rc == SQLITE_OK ? ERROR_BADDB : StatusOf(rc);
+                    return; // the destructor rolls back
+                }
+                h_.checked = true;
+            }
         }
         ~Write() {
             if (open_) {
@@ -309,12 +462,20 @@ struct RegistryHive::Impl {
                                    : StatusOf(rc);
     }
 
+    // What a miss under key means: the name is not there, or key itself was deleted.
+    LONG Missing(RegKeyId key, LONG notFound) {
+        const LONG r = KeyExists(key);
+        return r == ERROR_SUCCESS ? notFound : r;
+    }
+
     LONG Walk(RegKeyId from, const RegPath& path, RegKeyId& id, RegKeyId* parent = nullptr) {
         LONG r = path.empty() ? KeyExists(from) : ERROR_SUCCESS;
         RegKeyId at = from, above = 0;
         for (std::size_t i = 0; r == ERROR_SUCCESS && i < path.size(); ++i) {
             above = at;
             r = FindChild(above, path[i], at);
+            if (r == ERROR_FILE_NOT_FOUND && i == 0)
+                r = Missing(from, r);
         }
         if (r == ERROR_SUCCESS) {
             id = at;
@@ -388,7 +549,11 @@ struct RegistryHive::Impl {
         BindText(s, 2, bytes);
         BindText(s, 3, fold);
         sqlite3_bind_int64(s, 4, type);
-        sqlite3_bind_blob(s, 5, data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
+        // An empty value has no bytes and maybe no pointer; a null pointer would bind NULL.
+        if (data.empty())
+            sqlite3_bind_zeroblob(s, 5, 0);
+        else
+            sqlite3_bind_blob(s, 5, data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
         return StatusOf(sqlite3_step(s));
     }
 
@@ -400,7 +565,7 @@ struct RegistryHive::Impl {
         const int rc = sqlite3_step(s);
         if (rc != SQLITE_DONE)
             return StatusOf(rc);
-        return sqlite3_changes(db) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+        return sqlite3_changes(db) ? ERROR_SUCCESS : Missing(key, ERROR_FILE_NOT_FOUND);
     }
 
     LONG RemoveTree(RegKeyId id) {
@@ -475,50 +640,17 @@ std::unique_ptr<RegistryHive> RegistryHive::Open(const std::string& file, LONG& 
         return nullptr;
     }
     sqlite3_busy_handler(h->db, BusyWait, nullptr);
-
-    // Only a file that is ours, or still empty, is touched further.
-    std::int64_t appId = 0, tables = 0, version = 0;
-    rc = h->QueryInt("PRAGMA application_id", appId);
-    if (rc == SQLITE_OK)
-        rc = h->QueryInt("SELECT count(*) FROM sqlite_schema", tables);
-    if (rc != SQLITE_OK || (appId != kApplicationId && (appId != 0 || tables != 0))) {
-        status = rc != SQLITE_OK ? StatusOf(rc) : ERROR_BADDB;
-        return nullptr;
+    // Some steps report a busy file without calling the busy handler (a journal mode switch
+    // meeting another connection, a log being recovered): those are tried again, with the
+    // busy handler's patience, before the caller hears of it.
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
+    for (int attempt = 0;; ++attempt) {
+        rc = h->Prepare();
+        if (!Transient(rc) || std::chrono::steady_clock::now() >= deadline)
+            break;
+        std::this_thread::sleep_for(std::chrono::microseconds(attempt < 6 ? 100 << attempt : 5000));
     }
-    // WAL lets readers go on while another process writes; FULL syncs the log at every
-    // commit, so an acknowledged write survives a crash of the machine, not only of the
-    // process.
-    std::int64_t ignored = 0;
-    rc = h->QueryInt("PRAGMA journal_mode=WAL", ignored);
-    if (rc == SQLITE_OK)
-        rc = h->Exec("PRAGMA synchronous=FULL");
-    if (rc == SQLITE_OK && tables == 0) {
-        // Two processes may meet here on a new file: the write lock orders them and the
-        // second finds the schema made.
-        rc = h->Exec("BEGIN IMMEDIATE");
-        if (rc == SQLITE_OK)
-            rc = h->QueryInt("SELECT count(*) FROM sqlite_schema", tables);
-        if (rc == SQLITE_OK && tables == 0) {
-            rc = h->Exec(kSchema);
-            if (rc == SQLITE_OK) {
-                const std::string seed =
-                    "INSERT INTO keys(id,parent,name,fold,written) VALUES(1,0,'',''," +
-                    std::to_string(NowFileTime()) +
-                    ");PRAGMA application_id=" + std::to_string(kApplicationId) +
-                    ";PRAGMA user_version=" + std::to_string(kSchemaVersion) + ";";
-                rc = h->Exec(seed.c_str());
-            }
-        }
-        rc = rc == SQLITE_OK ? h->Exec("COMMIT") : (h->Exec("ROLLBACK"), rc);
-    }
-    if (rc == SQLITE_OK)
-        rc = h->QueryInt("PRAGMA user_version", version);
-    if (rc == SQLITE_OK && version != kSchemaVersion) {
-        status = ERROR_BADDB; // made by another version of the store
-        return nullptr;
-    }
-    for (int i = 0; rc == SQLITE_OK && i < kStmtCount; ++i)
-        rc = sqlite3_prepare_v3(h->db, kSql[i], -1, SQLITE_PREPARE_PERSISTENT, &h->st[i], nullptr);
     if (rc != SQLITE_OK) {
         status = StatusOf(rc);
         return nullptr;
@@ -529,12 +661,14 @@ std::unique_ptr<RegistryHive> RegistryHive::Open(const std::string& file, LONG& 
 
 LONG RegistryHive::OpenKey(RegKeyId from, const RegPath& path, RegKeyId& id) {
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     return impl_->Walk(from, path, id);
 }
 
 LONG RegistryHive::CreateKey(RegKeyId from, const RegPath& path, const std::wstring& className,
                              RegKeyId& id, bool& created) {
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     // Most creates find the key there already; that needs no write lock.
     created = false;
     LONG r = impl_->Walk(from, path, id);
@@ -549,6 +683,7 @@ LONG RegistryHive::CreateKey(RegKeyId from, const RegPath& path, const std::wstr
 
 LONG RegistryHive::DeleteKey(RegKeyId from, const RegPath& path) {
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     Impl::Write w(*impl_);
     if (w.Status() != ERROR_SUCCESS)
         return w.Status();
@@ -590,16 +725,26 @@ LONG RegistryHive::QueryValue(RegKeyId key, std::wstring_view name, DWORD& type,
                               std::string& data) {
     const std::string fold = FoldBytes(name);
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
+
+    // Served from the cache while no connection anywhere has committed since it was read.
+    RegistryReadCache::Stamp before{};
+    const bool stamped = impl_->reads.ReadStamp(impl_->db, before);
+    if (stamped && impl_->reads.Find(before, key, fold, type, data))
+        return ERROR_SUCCESS;
     Use s(impl_->st[kGetValue]);
     sqlite3_bind_int64(s, 1, key);
     BindText(s, 2, fold);
     const int rc = sqlite3_step(s);
     if (rc != SQLITE_ROW)
-        return rc == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : StatusOf(rc);
+        return rc == SQLITE_DONE ? impl_->Missing(key, ERROR_FILE_NOT_FOUND) : StatusOf(rc);
     type = static_cast<DWORD>(sqlite3_column_int64(s, 0));
     const void* blob = sqlite3_column_blob(s, 1);
     data.assign(static_cast<const char*>(blob),
                 blob ? static_cast<std::size_t>(sqlite3_column_bytes(s, 1)) : 0);
+    RegistryReadCache::Stamp after{};
+    if (stamped && impl_->reads.ReadStamp(impl_->db, after) && after == before)
+        impl_->reads.Put(before, key, fold, type, data);
     return ERROR_SUCCESS;
 }
 
@@ -608,6 +753,7 @@ LONG RegistryHive::SetValue(RegKeyId key, std::wstring_view name, DWORD type,
     if (name.size() > kMaxValueNameLength)
         return ERROR_INVALID_PARAMETER;
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     Impl::Write w(*impl_);
     if (w.Status() != ERROR_SUCCESS)
         return w.Status();
@@ -619,6 +765,7 @@ LONG RegistryHive::SetValue(RegKeyId key, std::wstring_view name, DWORD type,
 
 LONG RegistryHive::DeleteValue(RegKeyId key, std::wstring_view name) {
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     Impl::Write w(*impl_);
     if (w.Status() != ERROR_SUCCESS)
         return w.Status();
@@ -631,6 +778,7 @@ LONG RegistryHive::DeleteValue(RegKeyId key, std::wstring_view name) {
 LONG RegistryHive::EnumKey(RegKeyId key, DWORD index, RegEnumCursor& cursor, std::wstring& name,
                            std::wstring& className, std::int64_t& lastWrite) {
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     const std::uint64_t stamp = impl_->Stamp();
     const bool next = cursor.hive == this && cursor.key == key && cursor.stamp == stamp &&
                       index > 0 && cursor.index + 1 == index;
@@ -642,7 +790,7 @@ LONG RegistryHive::EnumKey(RegKeyId key, DWORD index, RegEnumCursor& cursor, std
         sqlite3_bind_int64(s, 2, index);
     const int rc = sqlite3_step(s);
     if (rc != SQLITE_ROW)
-        return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : StatusOf(rc);
+        return rc == SQLITE_DONE ? impl_->Missing(key, ERROR_NO_MORE_ITEMS) : StatusOf(rc);
     name = ColumnName(s, 0);
     className = ColumnName(s, 1);
     lastWrite = sqlite3_column_int64(s, 2);
@@ -658,6 +806,7 @@ LONG RegistryHive::EnumKey(RegKeyId key, DWORD index, RegEnumCursor& cursor, std
 LONG RegistryHive::EnumValue(RegKeyId key, DWORD index, RegEnumCursor& cursor, std::wstring& name,
                              DWORD& type, std::string& data) {
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     const std::uint64_t stamp = impl_->Stamp();
     const bool next = cursor.hive == this && cursor.key == key && cursor.stamp == stamp &&
                       index > 0 && cursor.index + 1 == index;
@@ -666,7 +815,7 @@ LONG RegistryHive::EnumValue(RegKeyId key, DWORD index, RegEnumCursor& cursor, s
     sqlite3_bind_int64(s, 2, next ? cursor.row : static_cast<std::int64_t>(index));
     const int rc = sqlite3_step(s);
     if (rc != SQLITE_ROW)
-        return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : StatusOf(rc);
+        return rc == SQLITE_DONE ? impl_->Missing(key, ERROR_NO_MORE_ITEMS) : StatusOf(rc);
     name = ColumnName(s, 0);
     type = static_cast<DWORD>(sqlite3_column_int64(s, 1));
     const void* blob = sqlite3_column_blob(s, 2);
@@ -682,6 +831,7 @@ LONG RegistryHive::EnumValue(RegKeyId key, DWORD index, RegEnumCursor& cursor, s
 
 LONG RegistryHive::QueryInfo(RegKeyId key, RegKeyInfo& info) {
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     {
         Use s(impl_->st[kKeyInfo]);
         sqlite3_bind_int64(s, 1, key);
@@ -710,6 +860,7 @@ LONG RegistryHive::QueryInfo(RegKeyId key, RegKeyInfo& info) {
 
 LONG RegistryHive::Apply(const std::vector<RegChange>& changes) {
     std::lock_guard<std::mutex> g(impl_->m);
+    Impl::Watch watch(*impl_);
     Impl::Write w(*impl_);
     if (w.Status() != ERROR_SUCCESS)
         return w.Status();
@@ -719,6 +870,103 @@ LONG RegistryHive::Apply(const std::vector<RegChange>& changes) {
             return r;
     }
     return w.Commit();
+}
+
+LONG RegistryHive::ApplyTogether(const std::vector<Batch>& batches) {
+    // Every hive's write lock is taken, in the callers' order (by root, the same in every
+    // process, so two importers cannot wait for each other), and every change made before
+    // the first commit: a change that fails leaves every hive as it was. Only a commit that
+    // fails after an earlier hive committed (a disk failing between two syncs) can split them.
+    std::vector<std::unique_lock<std::mutex>> locks;
+    std::vector<std::unique_ptr<Impl::Write>> writes;
+    std::vector<Impl*> seen;
+    for (const Batch& b : batches) {
+        Impl& h = *b.hive->impl_;
+        if (std::find(seen.begin(), seen.end(), &h) != seen.end())
+            return ERROR_INVALID_PARAMETER;
+        seen.push_back(&h);
+        locks.emplace_back(h.m);
+        Impl::Watch watch(h);
+        writes.push_back(std::make_unique<Impl::Write>(h));
+        if (writes.back()->Status() != ERROR_SUCCESS)
+            return writes.back()->Status();
+        for (const RegChange& c : *b.changes) {
+            const LONG r = h.ApplyOne(c);
+            if (r != ERROR_SUCCESS)
+                return r;
+        }
+    }
+    for (std::size_t i = 0; i < writes.size(); ++i) {
+        Impl::Watch watch(*seen[i]);
+        const LONG r = writes[i]->Commit();
+        if (r != ERROR_SUCCESS)
+            return r;
+    }
+    return ERROR_SUCCESS;
+}
+
+LONG CheckRegistryHiveFile(const std::string& file, std::vector<std::string>& problems) {
+    problems.clear();
+    FileInfo info;
+    if (Stat(WidePath(file), info))
+        return ERROR_FILE_NOT_FOUND;
+    if (!HeaderLooksRight(file)) {
+        problems.push_back("the file is not a database (its first bytes are wrong)");
+        return ERROR_BADDB;
+    }
+    sqlite3* db = nullptr;
+    int rc =
+        sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (rc == SQLITE_OK)
+        sqlite3_busy_handler(db, BusyWait, nullptr);
+    auto ask = [&](const char* sql, std::vector<std::string>& rows) {
+        rows.clear();
+        sqlite3_stmt* s = nullptr;
+        int r = sqlite3_prepare_v2(db, sql, -1, &s, nullptr);
+        while (r == SQLITE_OK && (r = sqlite3_step(s)) == SQLITE_ROW) {
+            const auto* text = sqlite3_column_text(s, 0);
+            rows.emplace_back(text ? reinterpret_cast<const char*>(text) : "");
+            r = SQLITE_OK;
+        }
+        sqlite3_finalize(s);
+        return r == SQLITE_DONE ? SQLITE_OK : r;
+    };
+    std::vector<std::string> rows;
+    if (rc == SQLITE_OK)
+        rc = ask("PRAGMA integrity_check(100)", rows);
+    if (rc == SQLITE_OK && !(rows.size() == 1 && rows[0] == "ok"))
+        problems = rows;
+    bool empty = false;
+    if (rc == SQLITE_OK && problems.empty()) {
+        rc = ask("PRAGMA application_id", rows);
+        const bool ours =
+            rc == SQLITE_OK && !rows.empty() && rows[0] == std::to_string(kApplicationId);
+        std::vector<std::string> tables;
+        if (rc == SQLITE_OK && !ours && !rows.empty() && rows[0] == "0")
+            rc = ask("SELECT count(*) FROM sqlite_schema", tables);
+        // A file still empty is a store not made yet, as the first opener makes it.
+        empty = rc == SQLITE_OK && !ours && !tables.empty() && tables[0] == "0";
+        if (rc == SQLITE_OK && !ours && !empty)
+            problems.push_back("the database is not a registry store");
+    }
+    if (rc == SQLITE_OK && empty) {
+        sqlite3_close_v2(db);
+        return ERROR_FILE_NOT_FOUND;
+    }
+    if (rc == SQLITE_OK && problems.empty()) {
+        rc = ask("PRAGMA user_version", rows);
+        if (rc == SQLITE_OK && (rows.empty() || rows[0] != std::to_string(kSchemaVersion)))
+            problems.push_back("the store was made by another version");
+    }
+    if (rc != SQLITE_OK) {
+        const LONG status = StatusOf(rc);
+        if (status == ERROR_BADDB)
+            problems.push_back(db ? sqlite3_errmsg(db) : "the file cannot be read as a database");
+        sqlite3_close_v2(db);
+        return status;
+    }
+    sqlite3_close_v2(db);
+    return problems.empty() ? ERROR_SUCCESS : ERROR_BADDB;
 }
 
 } // namespace tlv::platform

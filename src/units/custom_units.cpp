@@ -55,8 +55,8 @@ void BuildUnitList() {
     s.unitList = std::move(list);
 }
 
-// Copies at most width characters; a field of blanks only is empty (blanks are how empty
-// fields are written, so that the tokenizer keeps them).
+// Copies at most width characters; a field of blanks only is empty (earlier versions wrote
+// empty fields as one blank).
 void CopyField(wchar_t* out, std::size_t width, const std::wstring& field) {
     std::wstring f = field;
     if (f.find_first_not_of(L" \t") == std::wstring::npos)
@@ -72,10 +72,16 @@ bool KnownReferenceUnit(int unit) {
     return WUnit::GetDefaultWUnit().FindDisplay(unit) != nullptr;
 }
 
-double FactorOf(const UNIT_CUSTOM_RECORD& r) {
+// manager: the custom unit manager being built, which already holds the records before r,
+// so that a record may be counted in an earlier custom unit.
+double FactorOf(const UNIT_CUSTOM_RECORD& r, WUnit& manager) {
     if (std::find(std::begin(kFactorAsIs), std::end(kFactorAsIs), r.referenceUnit) !=
         std::end(kFactorAsIs))
         return r.size;
+    if (r.referenceUnit >= UNIT_FIRST_CUSTOM && manager.FindDisplay(r.referenceUnit))
+        return manager.ConvertFromUnitTo10thMicron(r.referenceUnit, r.size, -1.0) / 10000.0 /
+               1000.0;
+    // An unknown reference unit is reported here and gives the factor 0.
     return UNITConvertUnitToBase(r.referenceUnit, r.size, 0.0) / 10000.0 / 1000.0;
 }
 
@@ -84,7 +90,7 @@ void Register(WUnit& manager, const UNIT_CUSTOM_RECORD& r) {
         r.symbol[0] ? RUNTIME_CLASS(WUnitWithSymbol) : RUNTIME_CLASS(WUntiDef);
     const int definition = manager.AddUnitDefinition(
         cls, r.decimals, r.increments[0], r.increments[1], r.increments[2], CString(r.name1),
-        CString(r.name2), CString(r.name3), CString(r.symbol), FactorOf(r));
+        CString(r.name2), CString(r.name3), CString(r.symbol), FactorOf(r, manager));
     manager.AddUnitDisplay(RUNTIME_CLASS(WUnitCollection), &definition, 1, 0, -1);
 }
 
@@ -185,18 +191,20 @@ bool ParseCustomUnitLine(const wchar_t* line, UNIT_CUSTOM_RECORD& record) {
                               : steps[i];
     r.decimals = t.size() > 9 ? static_cast<int>(ReadLong(t[9].c_str())) : 0;
     r.decimals = std::clamp(r.decimals, 0, 20);
-    if (r.size == 0 || !std::isfinite(r.size) || !KnownReferenceUnit(r.referenceUnit))
+    // Only a record of size 0 (or none: fewer than five fields) is skipped; one that names a
+    // reference unit that does not exist is kept, listed and written back as it was read.
+    if (r.size == 0)
         return false;
     record = r;
     return true;
 }
 
 CString FormatCustomUnitLine(const UNIT_CUSTOM_RECORD& r) {
-    auto field = [](const wchar_t* s) { return *s ? s : L" "; };
+    // Empty names are written empty, as the format has always been written, although the
+    // reader's tokenizer then skips them and the later fields move up.
     CString line;
-    line.Format(L"%s,%s,%s,%s,%f,%d,%f,%f,%f,%d", field(r.name1), field(r.name2), field(r.name3),
-                field(r.symbol), r.size, r.referenceUnit, r.increments[0], r.increments[1],
-                r.increments[2], r.decimals);
+    line.Format(L"%s,%s,%s,%s,%f,%d,%f,%f,%f,%d", r.name1, r.name2, r.name3, r.symbol, r.size,
+                r.referenceUnit, r.increments[0], r.increments[1], r.increments[2], r.decimals);
     return line;
 }
 

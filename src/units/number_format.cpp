@@ -17,17 +17,38 @@ namespace {
 // Far beyond any double's precision; bounds the text a bad record can ask for.
 constexpr UINT kMaxDigits = 99;
 
+// A few group sizes without a heap block: a grouping string of more than 32 parts (no
+// locale has more than three) keeps its first 32.
+struct GroupSizes {
+    int at[32];
+    std::size_t n = 0;
+    bool empty() const { return n == 0; }
+    std::size_t size() const { return n; }
+    int back() const { return at[n - 1]; }
+    void pop_back() { --n; }
+    void push_back(int v) {
+        if (n < sizeof at / sizeof at[0])
+            at[n++] = v;
+    }
+    int operator[](std::size_t i) const { return at[i]; }
+};
+
 struct Grouping {
-    std::vector<int> sizes; // from the decimal separator leftwards
-    bool repeat = false;    // the last size repeats
+    GroupSizes sizes;    // from the decimal separator leftwards
+    bool repeat = false; // the last size repeats
 };
 
 // The record's integer form: 3 = threes, 32 = three then twos, 30 = one group of three.
 Grouping FromInteger(UINT g) {
     Grouping out;
-    const std::wstring digits = std::to_wstring(g);
-    for (wchar_t c : digits)
-        out.sizes.push_back(c - L'0');
+    wchar_t digits[12];
+    std::size_t n = 0;
+    do {
+        digits[n++] = static_cast<wchar_t>(L'0' + g % 10);
+        g /= 10;
+    } while (g);
+    while (n)
+        out.sizes.push_back(digits[--n] - L'0');
     if (!out.sizes.empty() && out.sizes.back() == 0)
         out.sizes.pop_back();
     else
@@ -58,7 +79,9 @@ Grouping FromString(const std::wstring& g) {
 std::wstring Group(const std::wstring& integer, const Grouping& g, const std::wstring& sep) {
     if (g.sizes.empty() || g.sizes[0] <= 0 || sep.empty())
         return integer;
-    std::vector<std::wstring> parts; // rightmost first
+    // Built from the right, reversed, then turned around once: no list of parts.
+    std::wstring out;
+    out.reserve(integer.size() * (sep.size() + 1));
     std::size_t end = integer.size();
     std::size_t k = 0;
     while (end > 0) {
@@ -69,21 +92,17 @@ std::wstring Group(const std::wstring& integer, const Grouping& g, const std::ws
             size = g.sizes.back();
         else
             size = 0;
-        if (size <= 0 || static_cast<std::size_t>(size) >= end) {
-            parts.push_back(integer.substr(0, end));
-            break;
-        }
-        parts.push_back(
-            integer.substr(end - static_cast<std::size_t>(size), static_cast<std::size_t>(size)));
-        end -= static_cast<std::size_t>(size);
+        const std::size_t take = size <= 0 || static_cast<std::size_t>(size) >= end
+                                     ? end
+                                     : static_cast<std::size_t>(size);
+        for (std::size_t i = 0; i < take; ++i)
+            out += integer[end - 1 - i];
+        end -= take;
+        if (end > 0)
+            out.append(sep.rbegin(), sep.rend());
         ++k;
     }
-    std::wstring out;
-    for (auto it = parts.rbegin(); it != parts.rend(); ++it) {
-        if (!out.empty())
-            out += sep;
-        out += *it;
-    }
+    std::reverse(out.begin(), out.end());
     return out;
 }
 

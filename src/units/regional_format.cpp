@@ -24,6 +24,7 @@ private:
     NUMBERFMTW format_{};
     std::wstring decimal_;
     std::wstring thousand_;
+    std::wstring number_, cleaned_, buffer_;
 };
 
 namespace {
@@ -100,41 +101,41 @@ bool WRegionalSupportFormatImpl::GetValueInLocaleFormat(const CString& value, CS
         out = value;
         return false;
     }
-    std::wstring number = v.substr(0, end);
-    const std::wstring suffix = v.substr(end);
-
+    const std::wstring_view suffix(v.data() + end, v.size() - end);
+    // The scratch strings are members so that their blocks are reused from call to call.
+    number_.assign(v, 0, end);
     if (!thousand_.empty())
-        for (std::size_t at; (at = number.find(thousand_)) != std::wstring::npos;)
-            number.erase(at, thousand_.size());
+        for (std::size_t at; (at = number_.find(thousand_)) != std::wstring::npos;)
+            number_.erase(at, thousand_.size());
     bool hasDecimal = false;
     if (!decimal_.empty()) {
-        const std::size_t at = number.find(decimal_);
+        const std::size_t at = number_.find(decimal_);
         if (at != std::wstring::npos) {
-            number[at] = L'.';
+            number_[at] = L'.';
             hasDecimal = true;
         }
     }
-    std::wstring cleaned;
-    for (wchar_t c : number)
+    cleaned_.clear();
+    for (wchar_t c : number_)
         if ((c >= L'0' && c <= L'9') || c == L'-' || c == L'.')
-            cleaned += c;
+            cleaned_ += c;
     format_.NumDigits = 0;
     if (hasDecimal) {
-        const std::size_t point = cleaned.find(L'.');
-        const std::size_t after = point == std::wstring::npos ? 0 : cleaned.size() - point - 1;
+        const std::size_t point = cleaned_.find(L'.');
+        const std::size_t after = point == std::wstring::npos ? 0 : cleaned_.size() - point - 1;
         format_.NumDigits = static_cast<UINT>(after > 9 ? 9 : after);
     }
-    const int capacity = static_cast<int>(cleaned.size() + format_.Grouping + 5);
-    std::wstring buffer(static_cast<std::size_t>(capacity), L'\0');
-    const int n = TlvUtl::Win32::GetNumberFormatW(LOCALE_USER_DEFAULT, 0, cleaned.c_str(), &format_,
-                                                  buffer.data(), capacity);
-    if (n > 0) {
-        buffer.resize(static_cast<std::size_t>(n - 1));
-        out = CString(buffer + suffix);
-        return true;
-    }
-    out = CString(cleaned + suffix);
-    return false;
+    const int capacity = static_cast<int>(cleaned_.size() + format_.Grouping + 5);
+    buffer_.assign(static_cast<std::size_t>(capacity), L'\0');
+    const int n = TlvUtl::Win32::GetNumberFormatW(LOCALE_USER_DEFAULT, 0, cleaned_.c_str(),
+                                                  &format_, buffer_.data(), capacity);
+    out = L"";
+    if (n > 0)
+        out.Append(buffer_.data(), n - 1);
+    else
+        out.Append(cleaned_.data(), static_cast<int>(cleaned_.size()));
+    out.Append(suffix.data(), static_cast<int>(suffix.size()));
+    return n > 0;
 }
 
 bool WRegionalSupportFormatImpl::RemoveThousandSeptFromValue(const CString& value, CString& out) {

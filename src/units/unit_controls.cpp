@@ -143,7 +143,7 @@ double UNITGetUnitControlValue(TlvUtl::UnitDialog* dialog, int control, int unit
     // separators, or in a custom unit the registry does not hold) second.
     WUnit& registry = WUnit::GetDefaultWUnit();
     const bool parsed =
-        registry.FindDisplay(unit) && registry.StringToValue(unit, text, v, 0, DRG_DEG);
+        registry.FindDisplay(unit) && registry.StringToValue(unit, text, v, WEQ_ALL, DRG_DEG);
     if (!parsed && !ParseField(unit, text, v))
         return 0.0;
     return UNITConvertUnitToBase(unit, v, 0.0);

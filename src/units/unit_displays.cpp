@@ -113,9 +113,13 @@ CString WUnitCollection::FormatValue(double value, unsigned form, int flag) {
         v = -v;
     }
     const std::size_t n = m_definitions.size();
-    if (n > 1 && std::isfinite(v)) {
-        // Round to the finest step the last part shows before splitting, so that a value
-        // that rounds up in its last part carries into the parts before it (2' 12" is 3').
+    const bool carry = (flag & WUNIT_FORMAT_CARRY) != 0;
+    flag &= ~WUNIT_FORMAT_CARRY;
+    if (carry && n > 1 && std::isfinite(v)) {
+        // Asked for: round to the finest step the last part shows before splitting, so that
+        // a value that rounds up in its last part carries into the parts before it (3' 0"
+        // rather than 2' 12"). Without it each earlier part is the whole below the value and
+        // only the last part is rounded, as the displays have always been written.
         const double grain = LastPartGrain(flag);
         const double ratio = LastPerFirst();
         if (grain > 0 && ratio > 0 && std::isfinite(ratio))
@@ -140,6 +144,7 @@ CString WUnitCollection::FormatValue(double value, unsigned form, int flag) {
 }
 
 CString WUnitCollection::FormatLastPart(double value, unsigned form, int) {
+    // The carry flag has done its work in FormatValue; nothing here depends on it.
     WUntiDef* d = m_definitions.back();
     const int places = GetDecimalPlaces();
     const int saved = d->GetDecimalPlaces();
@@ -152,6 +157,7 @@ CString WUnitCollection::FormatLastPart(double value, unsigned form, int) {
 }
 
 int WUnitRational::Denominator(int flag) {
+    flag &= ~WUNIT_FORMAT_CARRY;
     if (flag >= 2 && flag <= 4096 && (flag & (flag - 1)) == 0)
         return flag;
     return kDefaultDenominator;

@@ -393,12 +393,8 @@ int WUnit::StringToValue(int unit, const CString& text, double& value, unsigned 
         WUntiDef* second = field.GetDefinition(1);
         secondRatio = second->ToMetres(1.0, 1e-7) / first->ToMetres(1.0, 1e-7);
     }
-    WUnitParser parser(text, units, kind, secondRatio, flags ? flags : WEQ_ALL, mode);
-    double result = 0.0;
-    const int ok = parser.GetValue(result);
-    if (ok)
-        value = result;
-    return ok;
+    WUnitParser parser(text, units, kind, secondRatio, flags, mode);
+    return parser.GetValue(value); // on failure value is the parser's 0.0
 }
 
 double WUnit::GetResolution() {

@@ -43,6 +43,10 @@ struct DocState {
 
     xmlDocPtr doc = nullptr;
     bool preserveWhiteSpace;
+    // How the loaded text was written, kept when white space is preserved so that saving an
+    // unchanged part writes it back as it was.
+    bool declaration = true;
+    bool finalNewline = true;
     Selection selection;
 
 private:

@@ -1,5 +1,6 @@
 // WXmlDoc::Validate: XSD validation through libxml2. The schema file is parsed as every
-// document is (no network, no DTD); its includes and imports may name local files only.
+// document is (no network, no DTD); its includes, imports and redefines may name only local
+// files in the schema's folder or below, parsed the same way (LoadPolicy).
 #include "doc_state.h"
 #include "parser.h"
 #include "xml_runtime.h"
@@ -44,7 +45,8 @@ bool WXmlDoc::Validate(const wchar_t* schemaPath) {
         SetLastXmlError("the schema cannot be read: " + error);
         return false;
     }
-    LocalFilesOnly localOnly;
+    TakeDiagnostics();
+    LoadPolicy policy({FolderOfDocument(schemaDoc)});
     std::string message;
     xmlSchemaPtr schema = nullptr;
     if (xmlSchemaParserCtxtPtr pctxt = xmlSchemaNewDocParserCtxt(schemaDoc)) {
@@ -54,7 +56,9 @@ bool WXmlDoc::Validate(const wchar_t* schemaPath) {
     }
     if (!schema) {
         xmlFreeDoc(schemaDoc);
-        SetLastXmlError("the schema is not usable: " + message);
+        const std::string refused = RefusedLoad();
+        SetLastXmlError("the schema is not usable: " +
+                        (refused.empty() ? message : refused + "; " + message));
         return false;
     }
     int result = -1;
@@ -65,6 +69,7 @@ bool WXmlDoc::Validate(const wchar_t* schemaPath) {
     }
     xmlSchemaFree(schema);
     xmlFreeDoc(schemaDoc);
+    TakeDiagnostics();
     if (result != 0) {
         SetLastXmlError(message.empty() ? "the document is not valid" : message);
         return false;

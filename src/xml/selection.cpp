@@ -20,7 +20,9 @@ constexpr unsigned long kMaxOperations = 200000000UL;
 // is put in place around each compilation and evaluation to keep the first message.
 class CaptureErrors {
 public:
-    CaptureErrors() : previous_(xmlStructuredError), previousContext_(xmlStructuredErrorContext) {
+    CaptureErrors()
+        : previous_((EnsureXmlRuntime(), xmlStructuredError)),
+          previousContext_(xmlStructuredErrorContext) {
         xmlSetStructuredErrorFunc(this, Keep);
     }
     ~CaptureErrors() { xmlSetStructuredErrorFunc(previousContext_, previous_); }
@@ -36,9 +38,7 @@ private:
         auto* capture = static_cast<CaptureErrors*>(self);
         if (!capture->message_.empty() || !error || !error->message)
             return;
-        std::string m = error->message;
-        while (!m.empty() && (m.back() == '\n' || m.back() == ' '))
-            m.pop_back();
+        std::string m = TidyXmlMessage(error->message);
         if (error->str1 && error->int1 >= 0)
             m += " at position " + std::to_string(error->int1);
         capture->message_ = m;

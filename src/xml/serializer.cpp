@@ -19,6 +19,7 @@ using Buffer = std::unique_ptr<xmlBuffer, BufferFree>;
 // Saves through a save context into memory. The encoding is named so that characters
 // beyond ASCII are written as UTF-8, not as character references.
 bool Save(xmlNodePtr node, int options, std::string& out) {
+    EnsureXmlRuntime(); // this thread's messages are kept too
     Buffer buffer(xmlBufferCreate());
     if (!buffer) {
         SetLastXmlError("out of memory");
@@ -43,8 +44,9 @@ bool Save(xmlNodePtr node, int options, std::string& out) {
 
 } // namespace
 
-bool SerializeDocument(xmlDocPtr doc, bool indent, std::string& out) {
-    return Save(reinterpret_cast<xmlNodePtr>(doc), indent ? XML_SAVE_FORMAT : 0, out);
+bool SerializeDocument(xmlDocPtr doc, bool indent, std::string& out, bool declaration) {
+    return Save(reinterpret_cast<xmlNodePtr>(doc),
+                (indent ? XML_SAVE_FORMAT : 0) | (declaration ? 0 : XML_SAVE_NO_DECL), out);
 }
 
 std::string SerializeNode(xmlNodePtr node) {

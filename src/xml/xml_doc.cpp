@@ -122,6 +122,14 @@ bool WXmlDoc::ParseInto(const char* bytes, std::size_t size, const char* url,
     std::string error;
     if (xmlDocPtr parsed = ParseXml(request, error)) {
         doc_->doc = parsed;
+        if (preserveWhiteSpace_ && !encoding) {
+            // Text from a file or stream: note its declaration (after a UTF-8 byte-order
+            // mark) and final line break, to write them back the same way.
+            const std::string_view text(bytes, size);
+            const std::size_t start = text.substr(0, 3) == "\xEF\xBB\xBF" ? 3 : 0;
+            doc_->declaration = text.substr(start, 5) == "<?xml";
+            doc_->finalNewline = size > 0 && bytes[size - 1] == '\n';
+        }
         return true;
     }
     SetLastXmlError(error);
@@ -189,8 +197,17 @@ bool WXmlDoc::Save(const wchar_t* path) {
         return false;
     }
     std::string bytes;
-    if (!SerializeDocument(doc_->doc, !preserveWhiteSpace_, bytes))
+    if (!SerializeDocument(doc_->doc, !preserveWhiteSpace_, bytes, doc_->declaration))
         return false;
+    if (!doc_->finalNewline && !bytes.empty() && bytes.back() == '\n')
+        bytes.pop_back();
+    // The same lock as the ini files': processes sharing a settings file replace it in turn.
+    tlv::platform::PathLock lock(path);
+    if (!lock.Locked()) {
+        SetLastXmlError("cannot write " + TlvUtils::ToUtf8(path) + ": " +
+                        tlv::platform::Describe(lock.Error(), path));
+        return false;
+    }
     if (const std::error_code ec = tlv::platform::WriteFileAtomically(path, bytes)) {
         SetLastXmlError("cannot write " + TlvUtils::ToUtf8(path) + ": " +
                         tlv::platform::Describe(ec, path));
@@ -304,6 +321,19 @@ void WXmlDoc::ReleaseDocument() {
 }
 
 namespace TlvUtl {
+
+struct XmlFileLock::State {
+    explicit State(const wchar_t* path) : lock(path ? path : L"") {}
+    tlv::platform::PathLock lock;
+};
+
+XmlFileLock::XmlFileLock(const wchar_t* path) : state_(std::make_unique<State>(path)) {}
+
+XmlFileLock::~XmlFileLock() = default;
+
+bool XmlFileLock::Locked() const {
+    return state_->lock.Locked();
+}
 
 CString XmlLastError() {
     return xml_detail::FromXml(xml_detail::LastXmlError());

@@ -1,5 +1,6 @@
 // WXmlDoc::ApplyXSLT through libxslt. The stylesheet may read other local documents
-// (document(), xsl:import) but never the network, and may not write files.
+// (document(), xsl:include, xsl:import) from its own folder or the source document's, and
+// below; never the network, never another file, and it may not write files.
 #include "doc_state.h"
 #include "tree_edit.h"
 #include "xml_runtime.h"
@@ -14,6 +15,8 @@
 #include <tlvutl/com_error.h>
 
 #include <mutex>
+#include <string>
+#include <vector>
 
 using namespace TlvUtl::xml_detail;
 
@@ -34,40 +37,15 @@ xsltSecurityPrefsPtr NewPrefs() {
     return prefs;
 }
 
-// libxslt reports through one process-wide function; while a transform runs, its messages
-// are collected for the thread's last error instead of going to stderr.
-thread_local std::string* t_messages = nullptr;
-
-void Collect(void*, const char* format, ...) {
-    if (!t_messages)
-        return;
-    char text[512];
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    if (t_messages->size() < 4096)
-        *t_messages += text;
+// What went wrong: a refused load first (the diagnostics that follow it only say that
+// something was missing), then libxslt's own messages.
+std::string Reason() {
+    std::string refused = RefusedLoad();
+    std::string messages = TakeDiagnostics();
+    if (refused.empty())
+        return messages;
+    return messages.empty() ? refused : refused + "; " + messages;
 }
-
-class CollectMessages {
-public:
-    explicit CollectMessages(std::string& into)
-        : previous_(xsltGenericError), previousContext_(xsltGenericErrorContext) {
-        t_messages = &into;
-        xsltSetGenericErrorFunc(nullptr, Collect);
-    }
-    ~CollectMessages() {
-        xsltSetGenericErrorFunc(previousContext_, previous_);
-        t_messages = nullptr;
-    }
-    CollectMessages(const CollectMessages&) = delete;
-    CollectMessages& operator=(const CollectMessages&) = delete;
-
-private:
-    xmlGenericErrorFunc previous_;
-    void* previousContext_;
-};
 
 std::string Tidy(std::string m) {
     while (!m.empty() && (m.back() == '\n' || m.back() == ' '))
@@ -94,9 +72,12 @@ bool WXmlDoc::ApplyXSLT(WXmlDoc& stylesheet) {
     // libxslt reports through process-wide settings: one transformation at a time.
     static std::mutex serial;
     std::lock_guard<std::mutex> lock(serial);
-    std::string messages;
-    CollectMessages collect(messages);
-    LocalFilesOnly localOnly;
+    TakeDiagnostics();
+    std::vector<std::string> folders;
+    for (const xmlDoc* d : {stylesheet.doc_->doc, doc_->doc})
+        if (std::string folder = FolderOfDocument(d); !folder.empty())
+            folders.push_back(std::move(folder));
+    LoadPolicy policy(folders);
     // Imports are checked against the default preferences, so they are set while parsing.
     std::unique_ptr<xsltSecurityPrefs, SecurityFree> prefs(NewPrefs());
     const xsltSecurityPrefsPtr previousDefault = xsltGetDefaultSecurityPrefs();
@@ -105,9 +86,12 @@ bool WXmlDoc::ApplyXSLT(WXmlDoc& stylesheet) {
     xmlDocPtr styleCopy = xmlCopyDoc(stylesheet.doc_->doc, 1);
     xsltStylesheetPtr style = styleCopy ? xsltParseStylesheetDoc(styleCopy) : nullptr;
     xsltSetDefaultSecurityPrefs(previousDefault);
-    if (!style) {
-        xmlFreeDoc(styleCopy);
-        SetLastXmlError("not a usable stylesheet: " + Tidy(messages));
+    if (!style || style->errors > 0) {
+        if (style)
+            xsltFreeStylesheet(style);
+        else
+            xmlFreeDoc(styleCopy);
+        SetLastXmlError("not a usable stylesheet: " + Tidy(Reason()));
         return false;
     }
     xmlDocPtr result = nullptr;
@@ -124,7 +108,7 @@ bool WXmlDoc::ApplyXSLT(WXmlDoc& stylesheet) {
     xsltFreeStylesheet(style);
     if (!result || !xmlDocGetRootElement(result)) {
         xmlFreeDoc(result);
-        SetLastXmlError(result ? "the transformation gave no document element" : Tidy(messages));
+        SetLastXmlError(result ? "the transformation gave no document element" : Tidy(Reason()));
         return false;
     }
     doc_->ReplaceContent(result);

@@ -16,4 +16,11 @@ PKG_CONFIG_PATH="$libdir/pkgconfig" c++ -std=c++20 "$here/project/consumer.cpp" 
   $(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs tlvutl)
 LD_LIBRARY_PATH="$libdir" "$work/pc"
 "$prefix/bin/tlvutl" strings 24087 >/dev/null
-echo "consumer: find_package, C and pkg-config builds run against $prefix"
+# The client test: every public inline template and class, against the install alone. Its
+# registry and folders are its own.
+cmake -S "$here/client" -B "$work/client" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work/client" >/dev/null
+mkdir -p "$work/home"
+HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config" TLV_REGISTRY_DIR="$work/registry" \
+  LD_LIBRARY_PATH="$libdir" "$work/client/client"
+echo "consumer: find_package, C, pkg-config and client builds run against $prefix"

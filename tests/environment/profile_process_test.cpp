@@ -2,10 +2,13 @@
 #include <tlvutl/profile.h>
 
 #include "temp_dir.h"
+#include "unicode_paths.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -91,6 +94,69 @@ TEST(ProfileProcesses, KilledWriterLeavesTheOldOrTheNewFile) {
     for (const auto& e : std::filesystem::directory_iterator(dir.path()))
         leftovers += e.path().filename().string().rfind("crash.ini.", 0) == 0;
     EXPECT_LE(leftovers, 1);
+}
+
+int Temporaries(const TempDir& dir, const std::string& base) {
+    int n = 0;
+    for (const auto& e : std::filesystem::directory_iterator(dir.path())) {
+        const std::string name = e.path().filename().string();
+        n += name.size() == base.size() + 7 && name.rfind(base + ".", 0) == 0;
+    }
+    return n;
+}
+
+// Writers killed at random points of their writes, round after round: the temporaries they
+// leave are removed by the next write, which holds the lock no killed writer holds any more.
+TEST(ProfileProcesses, KilledWritersTemporariesGoWithTheNextWrite) {
+    TempDir dir;
+    const std::string base = "кэш-日本.ini";
+    const std::wstring file = unicode_paths::Wide((dir / base).string());
+    ASSERT_TRUE(WritePrivateProfileStringW(L"Base", L"keep", L"yes", file.c_str()));
+    int seen = 0;
+    for (int round = 0; round < 30; ++round) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            const std::wstring filler(300000, L'x');
+            for (int i = 0;; ++i)
+                if (!WritePrivateProfileStringW(L"Big", L"v", (std::to_wstring(i) + filler).c_str(),
+                                                file.c_str()))
+                    _exit(1);
+        }
+        usleep(static_cast<useconds_t>(2000 + (round * 1237) % 9000));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        const int left = Temporaries(dir, base);
+        EXPECT_LE(left, 1) << "round " << round; // each write removed the ones before it
+        seen += left;
+    }
+    ASSERT_TRUE(WritePrivateProfileStringW(L"Base", L"after", L"1", file.c_str()));
+    EXPECT_EQ(Temporaries(dir, base), 0) << "after " << seen << " temporaries were seen";
+    wchar_t value[8];
+    EXPECT_EQ(GetPrivateProfileStringW(L"Base", L"keep", L"", value, 8, file.c_str()), 3u);
+}
+
+// What counts as a temporary of the file: its name, a dot and six letters and digits, a
+// regular file. A user's "settings.ini.backup", another file's temporaries and a folder stay.
+TEST(ProfileProcesses, OnlyTheFilesOwnTemporariesAreRemoved) {
+    TempDir dir;
+    const std::wstring file = unicode_paths::Wide((dir / "é.ini").string());
+    const std::string stale[] = {"é.ini.Ab3dE9", "é.ini.zzzzz1", "é.ini.aBcDeF"};
+    const std::string kept[] = {"é.ini.backup", "é.ini.BACKUP",  "é.ini.Ab3dE",  "é.ini.Ab3dE99",
+                                "é.ini.Ab-dE9", "é.inix.Ab3dE9", "x.ini.Ab3dE9", "é.ini"};
+    for (const std::string& name : stale)
+        std::ofstream(dir / name) << "[Half]\nwritten=";
+    for (const std::string& name : kept)
+        if (name != "é.ini")
+            std::ofstream(dir / name) << "mine";
+    std::filesystem::create_directory(dir / "é.ini.Zz9Zz9");
+    ASSERT_TRUE(WritePrivateProfileStringW(L"S", L"k", L"v", file.c_str()));
+    for (const std::string& name : stale)
+        EXPECT_FALSE(std::filesystem::exists(dir / name)) << name;
+    for (const std::string& name : kept)
+        EXPECT_TRUE(std::filesystem::exists(dir / name)) << name;
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "é.ini.Zz9Zz9"));
 }
 
 } // namespace

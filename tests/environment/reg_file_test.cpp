@@ -242,4 +242,195 @@ TEST_F(RegFile, ImportIntoADamagedStoreChangesNoOtherStore) {
     EXPECT_EQ(DumpUser(), L"[]\n");
 }
 
+std::wstring DumpMachine() {
+    return Dump(HKEY_LOCAL_MACHINE);
+}
+
+void WriteBytes(const std::filesystem::path& p, const std::string& bytes) {
+    std::ofstream(p, std::ios::binary) << bytes;
+}
+
+TEST_F(RegFile, AnOverLongValueNameInTheSecondRootChangesNeitherRoot) {
+    HKEY key = Make(L"Keep");
+    Put(key, L"v", REG_SZ, U16(L"old"));
+    RegCloseKey(key);
+    const std::wstring user = DumpUser(), machine = DumpMachine();
+    auto fileWithName = [&](std::size_t length) {
+        WriteUtf16(file, L"Windows Registry Editor Version 5.00\r\n\r\n"
+                         L"[HKEY_CURRENT_USER\\Keep]\r\n\"v\"=\"new\"\r\n\r\n"
+                         L"[HKEY_LOCAL_MACHINE\\Software\\Talvo]\r\n\"" +
+                             std::wstring(length, L'n') + L"\"=\"x\"\r\n");
+    };
+    fileWithName(16384);
+    std::wstring error;
+    EXPECT_EQ(RegImportFile(file.wstring().c_str(), &error), ERROR_INVALID_DATA);
+    EXPECT_EQ(error.substr(0, 8), L"line 7: ") << TlvUtils::ToUtf8(error);
+    EXPECT_EQ(DumpUser(), user);
+    EXPECT_EQ(DumpMachine(), machine);
+    // The longest name there may be goes in, with the other root.
+    fileWithName(16383);
+    ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error), 0) << TlvUtils::ToUtf8(error);
+    EXPECT_NE(DumpUser(), user);
+    EXPECT_NE(DumpMachine().find(std::wstring(16383, L'n') + L" 1 7800"), std::wstring::npos);
+}
+
+// A store damaged where no read before the write looks: the import's first write checks the
+// whole file, and the change already made to the other root is rolled back with it.
+TEST_F(RegFile, DamageFoundWhileApplyingRollsBackEveryRoot) {
+    HKEY big = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Big", 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &big, nullptr),
+              0);
+    for (int i = 0; i < 200; ++i)
+        Put(big, (L"value " + std::to_wstring(i)).c_str(), REG_BINARY, std::string(900, 'b'));
+    RegCloseKey(big);
+    sandbox->Reopen(); // the log goes into the file as the connection closes
+    const auto db = sandbox->File("HKEY_LOCAL_MACHINE");
+    std::string bytes = ReadFile(db);
+    ASSERT_GT(bytes.size(), 40u * 4096);
+    for (std::size_t at = 20 * 4096; at < 22 * 4096; ++at)
+        bytes[at] = '\xA5';
+    WriteBytes(db, bytes);
+
+    HKEY key = Make(L"Keep");
+    Put(key, L"v", REG_SZ, U16(L"old"));
+    RegCloseKey(key);
+    const std::wstring user = DumpUser();
+    WriteUtf16(file, L"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Keep]\r\n"
+                     L"\"v\"=\"new\"\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Small]\r\n"
+                     L"\"v\"=\"2\"\r\n");
+    std::wstring error;
+    EXPECT_EQ(RegImportFile(file.wstring().c_str(), &error), ERROR_BADDB)
+        << TlvUtils::ToUtf8(error);
+    EXPECT_EQ(DumpUser(), user);
+    // The damaged store takes no write from now on, and a check says what is wrong.
+    HKEY soft = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_ALL_ACCESS, &soft), 0);
+    EXPECT_EQ(RegSetValueExW(soft, L"x", 0, REG_BINARY, reinterpret_cast<const BYTE*>("1"), 1),
+              ERROR_BADDB);
+    RegCloseKey(soft);
+    std::vector<std::wstring> problems;
+    EXPECT_EQ(CheckRegistryStore(HKEY_LOCAL_MACHINE, &problems), ERROR_BADDB);
+    EXPECT_FALSE(problems.empty());
+    EXPECT_EQ(ReadFile(db), bytes);
+    EXPECT_EQ(CheckRegistryStore(HKEY_CURRENT_USER, &problems), ERROR_SUCCESS);
+    EXPECT_TRUE(problems.empty());
+    EXPECT_EQ(CheckRegistryStore(HKEY_USERS, &problems), ERROR_FILE_NOT_FOUND);
+    WriteBytes(sandbox->File("HKEY_USERS"), "");
+    EXPECT_EQ(CheckRegistryStore(HKEY_USERS, &problems), ERROR_FILE_NOT_FOUND);
+    WriteBytes(sandbox->File("HKEY_CURRENT_CONFIG"), "not a database at all, some text");
+    EXPECT_EQ(CheckRegistryStore(HKEY_CURRENT_CONFIG, &problems), ERROR_BADDB);
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_NE(problems[0].find(L"not a database"), std::wstring::npos);
+    EXPECT_EQ(CheckRegistryStore(HKEY_PERFORMANCE_DATA, &problems), ERROR_INVALID_HANDLE);
+}
+
+// A file of the older form as older tools wrote it: 8-bit text, string data as 8-bit bytes.
+const char kRegedit4[] = "REGEDIT4\r\n"
+                         "\r\n"
+                         "; written by an older tool\r\n"
+                         "[HKEY_CURRENT_USER\\Software\\Old\\Caf\xE9]\r\n"
+                         "@=\"d\xE9"
+                         "faut\"\r\n"
+                         "\"Na\xEFve\"=dword:0000000a\r\n"
+                         "\"Path\"=hex(2):25,48,4f,4d,45,25,5c,e9,\\\r\n"
+                         "  00\r\n"
+                         "\"List\"=hex(7):61,00,80,00,00\r\n"
+                         "\"Raw\"=hex:01,e9\r\n";
+
+TEST_F(RegFile, Regedit4FilesAreReadAsWindows1252OrUtf8) {
+    const std::wstring expected =
+        L"[]\n[\\Software]\n[\\Software\\Old]\n[\\Software\\Old\\Caf\u00e9]\n"
+        L" 1 6400e90066006100750074000000\n"
+        L"Na\u00efve 4 0a000000\n"
+        L"Path 2 250048004f004d00450025005c00e9000000\n"
+        L"List 7 61000000ac2000000000\n"
+        L"Raw 3 01e9\n";
+    WriteBytes(file, kRegedit4);
+    std::wstring error, encoding;
+    ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error, &encoding), 0)
+        << TlvUtils::ToUtf8(error);
+    EXPECT_EQ(encoding, L"Windows-1252");
+    EXPECT_EQ(DumpUser(), expected);
+
+    // The same file saved as UTF-8 by an editor: the same keys, values and bytes. The hex
+    // data keeps its 8-bit bytes, which are not UTF-8, and is read as Windows-1252.
+    std::string utf8;
+    for (char c : std::string(kRegedit4)) {
+        const auto b = static_cast<unsigned char>(c);
+        if (b == 0x80)
+            utf8 += "\xE2\x82\xAC";
+        else
+            utf8 += TlvUtils::ToUtf8(std::wstring(1, static_cast<wchar_t>(b)));
+    }
+    sandbox.reset();
+    sandbox = std::make_unique<RegistrySandbox>();
+    WriteBytes(file, utf8);
+    ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error, &encoding), 0)
+        << TlvUtils::ToUtf8(error);
+    EXPECT_EQ(encoding, L"UTF-8");
+    EXPECT_EQ(DumpUser(), expected);
+
+    // The newer header in 8-bit text is still UTF-8; the older one is never UTF-16.
+    WriteBytes(file, "REGEDIT5\r\n");
+    EXPECT_EQ(RegImportFile(file.wstring().c_str(), &error), ERROR_INVALID_DATA);
+    EXPECT_EQ(error.substr(0, 8), L"line 1: ");
+}
+
+TEST_F(RegFile, Regedit4ExportRoundTripsAndPicksItsEncoding) {
+    HKEY key = Make(L"Software\\Old");
+    Put(key, L"", REG_SZ, U16(L"d\u00e9faut \u20ac"));
+    Put(key, L"Expand", REG_EXPAND_SZ, U16(L"%HOME%\\\u00e9"));
+    Put(key, L"Multi", REG_MULTI_SZ, U16(L"a") + U16(L"b") + std::string(2, '\0'));
+    Put(key, L"NoNul", REG_SZ, U16(L"7", false));
+    Put(key, L"Count", REG_DWORD, std::string("\x2a\0\0\0", 4));
+    RegCloseKey(key);
+    const std::wstring before = DumpUser();
+    std::wstring error;
+    ASSERT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Software", file.wstring().c_str(), &error,
+                            RegFileFormat::kRegedit4),
+              0)
+        << TlvUtils::ToUtf8(error);
+    EXPECT_EQ(ReadFile(file), "REGEDIT4\r\n\r\n"
+                              "[HKEY_CURRENT_USER\\Software]\r\n\r\n"
+                              "[HKEY_CURRENT_USER\\Software\\Old]\r\n"
+                              "@=\"d\xE9"
+                              "faut \x80\"\r\n"
+                              "\"Expand\"=hex(2):25,48,4f,4d,45,25,5c,e9,00\r\n"
+                              "\"Multi\"=hex(7):61,00,62,00,00\r\n"
+                              "\"NoNul\"=hex(1):37\r\n"
+                              "\"Count\"=dword:0000002a\r\n\r\n");
+    sandbox.reset();
+    sandbox = std::make_unique<RegistrySandbox>();
+    std::wstring encoding;
+    ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error, &encoding), 0)
+        << TlvUtils::ToUtf8(error);
+    EXPECT_EQ(encoding, L"Windows-1252");
+    EXPECT_EQ(DumpUser(), before);
+
+    // Text outside Windows-1252 makes the whole file UTF-8.
+    key = Make(L"Software\\Old");
+    Put(key, L"\u4e2d", REG_EXPAND_SZ, U16(L"\u0416"));
+    RegCloseKey(key);
+    const std::wstring wide = DumpUser();
+    ASSERT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Software", file.wstring().c_str(), &error,
+                            RegFileFormat::kRegedit4),
+              0);
+    EXPECT_NE(ReadFile(file).find("\"\xE4\xB8\xAD\"=hex(2):d0,96,00"), std::string::npos);
+    sandbox.reset();
+    sandbox = std::make_unique<RegistrySandbox>();
+    ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error, &encoding), 0);
+    EXPECT_EQ(encoding, L"UTF-8");
+    EXPECT_EQ(DumpUser(), wide);
+
+    // String data that is not UTF-16 has no 8-bit form: refused, not mangled.
+    key = Make(L"Software\\Odd");
+    Put(key, L"odd", REG_SZ, "abc");
+    RegCloseKey(key);
+    EXPECT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Software", file.wstring().c_str(), &error,
+                            RegFileFormat::kRegedit4),
+              ERROR_INVALID_DATA);
+    EXPECT_NE(error.find(L"odd"), std::wstring::npos) << TlvUtils::ToUtf8(error);
+}
+
 } // namespace

@@ -132,7 +132,7 @@ TEST_F(UnicodePathsTest, RegistryStoreAndRegFilesInNonAsciiFolders) {
             const std::wstring text = L"Ω " + Wide(name);
             ASSERT_EQ(RegSetValueExW(key, L"名前", 0, REG_SZ,
                                      reinterpret_cast<const BYTE*>(text.c_str()),
-                                     static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))),
+                                     static_cast<DWORD>((text.size() + 1) * 2)),
                       ERROR_SUCCESS);
             RegCloseKey(key);
             EXPECT_TRUE(stdfs::exists(store / "HKEY_CURRENT_USER.db"));
@@ -146,8 +146,9 @@ TEST_F(UnicodePathsTest, RegistryStoreAndRegFilesInNonAsciiFolders) {
             ASSERT_EQ(RegImportFile(reg.c_str(), &error), ERROR_SUCCESS) << TlvUtils::ToUtf8(error);
             ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, sub.c_str(), 0, KEY_READ, &key),
                       ERROR_SUCCESS);
+            // Byte counts of string data count two bytes a character, as on Windows.
             wchar_t back[64] = {};
-            DWORD size = sizeof back;
+            DWORD size = 64 * 2;
             EXPECT_EQ(RegQueryValueExW(key, L"名前", nullptr, nullptr,
                                        reinterpret_cast<BYTE*>(back), &size),
                       ERROR_SUCCESS);

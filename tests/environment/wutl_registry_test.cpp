@@ -4,6 +4,7 @@
 #include "platform/registry_sandbox.h"
 
 #include <tlvutl/encoding.h>
+#include <tlvutl/folders.h>
 #include <tlvutl/registry.h>
 
 #include <gtest/gtest.h>
@@ -41,6 +42,11 @@ std::string Stored(const wchar_t* path, const wchar_t* name, DWORD* type = nullp
 
 std::string U16(const wchar_t* text) {
     return TlvUtils::ToUtf16LE(text);
+}
+
+// A string as the library writes it: UTF-16LE with its terminating NUL.
+std::string Sz(const wchar_t* text) {
+    return U16(text) + std::string(2, '\0');
 }
 
 std::wstring List(const wchar_t* buffer, int size) {
@@ -137,10 +143,10 @@ TEST_F(WUTLRegistryTest, ValuesKeepTheBytesTheInterfaceDefines) {
     ASSERT_EQ(key.SetValue(L"empty", L""), 0);
     ASSERT_EQ(key.SetValue(L"int", -2), 0);
     DWORD type = 0;
-    // REG_SZ without its NUL, an empty text as zero bytes, REG_DWORD little-endian.
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"text", &type), U16(L"abc"));
+    // REG_SZ with its NUL (an empty text is the NUL alone), REG_DWORD little-endian.
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"text", &type), Sz(L"abc"));
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"empty", &type), "");
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"empty", &type), Sz(L""));
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
     EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"int", &type), "\xFE\xFF\xFF\xFF");
     EXPECT_EQ(type, static_cast<DWORD>(REG_DWORD));
@@ -157,12 +163,12 @@ TEST_F(WUTLRegistryTest, ValuesKeepTheBytesTheInterfaceDefines) {
     ASSERT_EQ(key.SetValue(L"aa", 0x00410041), 0);
     EXPECT_EQ(key.GetValue(L"aa", text), 0);
     EXPECT_EQ(text, L"AA");
-    // A text longer than 260 characters does not fit the reader's buffer.
-    ASSERT_EQ(key.SetValue(L"long", std::wstring(261, L'x').c_str()), 0);
+    // The reader's buffer is 260 characters, NUL included.
+    ASSERT_EQ(key.SetValue(L"long", std::wstring(260, L'x').c_str()), 0);
     EXPECT_EQ(key.GetValue(L"long", text), ERROR_MORE_DATA);
-    ASSERT_EQ(key.SetValue(L"fits", std::wstring(260, L'y').c_str()), 0);
+    ASSERT_EQ(key.SetValue(L"fits", std::wstring(259, L'y').c_str()), 0);
     EXPECT_EQ(key.GetValue(L"fits", text), 0);
-    EXPECT_EQ(text, CString(std::wstring(260, L'y')));
+    EXPECT_EQ(text, CString(std::wstring(259, L'y')));
 
     // Enumeration in the order first set, names, texts and integers.
     CString name, value;
@@ -213,7 +219,7 @@ TEST_F(WUTLRegistryTest, CopiesShareTheHandleAndFailCleanlyAfterTheOriginalClose
 TEST_F(WUTLRegistryTest, RegReadIntWritesTheDefaultBackAsText) {
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"Count", 7, kUser), 7);
     DWORD type = 0;
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Software\\Talvo\\New", L"Count", &type), U16(L"7"));
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Software\\Talvo\\New", L"Count", &type), Sz(L"7"));
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"Count", 9, kUser), 7);
 
@@ -236,7 +242,7 @@ TEST_F(WUTLRegistryTest, RegReadStringCutsCopiesAndWritesTheDefaultBack) {
     wchar_t buffer[8] = L"unused";
     EXPECT_EQ(WUTLRegistry::RegReadString(L"S", L"Name", L"Default", buffer, 8, kUser), 7);
     EXPECT_STREQ(buffer, L"Default");
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\S", L"Name"), U16(L"Default"));
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\S", L"Name"), Sz(L"Default"));
     // Cut to size - 1 with a NUL in the last place.
     EXPECT_EQ(WUTLRegistry::RegReadString(L"S", L"Name", L"x", buffer, 4, kUser), 3);
     EXPECT_STREQ(buffer, L"Def");
@@ -297,7 +303,7 @@ TEST_F(WUTLRegistryTest, DeleteRegistryKeyRemovesTheWholeTreeAndNothingElse) {
 
 TEST_F(WUTLRegistryTest, RegWriteStringAndBinary) {
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", L"text", kUser), 1); // creates
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\W\\Sub", L"v"), U16(L"text"));
+    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\W\\Sub", L"v"), Sz(L"text"));
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", nullptr, kUser), 1); // deletes
     EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\W\\Sub", L"v"), "<missing>");
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", nullptr, kUser), 0);
@@ -325,10 +331,14 @@ TEST_F(WUTLRegistryTest, GetRegSzValueTakesStringsAndExpandsVariables) {
     Probe key(L"HKEY_CURRENT_USER\\Sz", KEY_ALL_ACCESS, 1);
     key.SetValue(L"plain", L"hello");
     key.SetValue(L"dword", 5);
-    key.SetValue(L"empty", L"");
+    key.SetValue(L"blank", L""); // the NUL alone
     const std::string expand = U16(L"%TEMP%\\x") + std::string(2, '\0');
     const std::string tooLong = U16((L"%TEMP%" + std::wstring(250, L'y')).c_str());
     HKEY h = key.HelperGetCurrentHandle();
+    tlv::platform::RegSetValueRaw(h, L"empty", REG_SZ, nullptr, 0); // no bytes at all
+    const std::string bare = U16(L"bare");                          // no NUL
+    tlv::platform::RegSetValueRaw(h, L"bare", REG_SZ, reinterpret_cast<const BYTE*>(bare.data()),
+                                  static_cast<DWORD>(bare.size()));
     tlv::platform::RegSetValueRaw(h, L"expand", REG_EXPAND_SZ,
                                   reinterpret_cast<const BYTE*>(expand.data()),
                                   static_cast<DWORD>(expand.size()));
@@ -338,7 +348,13 @@ TEST_F(WUTLRegistryTest, GetRegSzValueTakesStringsAndExpandsVariables) {
 
     wchar_t* text = nullptr;
     ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"plain", &text));
-    EXPECT_STREQ(text, L"hello"); // stored without NUL, handed back terminated
+    EXPECT_STREQ(text, L"hello");
+    std::free(text);
+    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"bare", &text));
+    EXPECT_STREQ(text, L"bare"); // stored without NUL, handed back terminated
+    std::free(text);
+    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"blank", &text));
+    EXPECT_STREQ(text, L"");
     std::free(text);
     ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"expand", &text));
     EXPECT_STREQ(text, L"/var/tmp/tlv\\x");
@@ -363,6 +379,22 @@ TEST_F(WUTLRegistryTest, DamagedStoreGivesStatusesAndDefaults) {
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"Software", L"s", L"x", L"HKEY_LOCAL_MACHINE\\"), 0);
     WUTLRegistry key(L"HKEY_LOCAL_MACHINE\\Software", KEY_ALL_ACCESS, 1);
     EXPECT_EQ(key.IsValid(), ERROR_OPEN_FAILED);
+}
+
+TEST_F(WUTLRegistryTest, DefaultInstallationIsRecordedOnAFreshStoreAsATerminatedString) {
+    const CString product = INIGetRegistryProductKey();
+    const std::wstring path = L"HKEY_LOCAL_MACHINE\\" + product.str();
+    ASSERT_EQ(Stored(path.c_str(), L"ConfigDir"), "<no key>");
+    EXPECT_TRUE(TlvUtl::RegisterDefaultInstallation());
+    DWORD type = 0;
+    const std::string bytes = Stored(path.c_str(), L"ConfigDir", &type);
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    ASSERT_GE(bytes.size(), 4u);
+    EXPECT_EQ(bytes.substr(bytes.size() - 2), std::string(2, '\0'));
+    EXPECT_NE(bytes[bytes.size() - 4], '\0');
+    // Recorded and present: kept, and still a success.
+    EXPECT_TRUE(TlvUtl::RegisterDefaultInstallation());
+    EXPECT_TRUE(TlvUtl::RegisterDefaultInstallation(true));
 }
 
 } // namespace

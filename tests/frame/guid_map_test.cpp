@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 namespace {
 
@@ -109,7 +110,9 @@ TEST_F(GuidMapFileTest, TablesSortedByByteOrderMiss) {
     for (const GUID& g : {g1, g2, g3})
         table += Bytes(g) + Bytes(app);
     TlvUtl::GuidMapFile map;
-    ASSERT_TRUE(map.Load(Write(U32(3) + U32(12) + U32(12) + table)));
+    // Out of the map's order (and both tables on one place): refused as damaged rather than
+    // answering look-ups wrongly.
+    EXPECT_FALSE(map.Load(Write(U32(3) + U32(12) + U32(12 + 96) + table + table)));
     GUID out{};
     EXPECT_FALSE(map.EngineToApp(g1, out));
     // The same pairs written by the library's writer are found.
@@ -167,3 +170,54 @@ TEST(GuidMap, LibraryMapAnswersFromTheDefaultInstallation) {
 }
 
 } // namespace
+
+namespace {
+
+std::string ReadBytes(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+} // namespace
+
+// Every single-bit flip anywhere in a written map is caught by the header, order and mirror
+// checks: no flip can yield a map that loads and answers with a different GUID.
+TEST_F(GuidMapFileTest, EveryFlippedBitIsDetected) {
+    std::vector<std::pair<GUID, GUID>> pairs;
+    for (uint32_t i = 0; i < 5; ++i)
+        pairs.emplace_back(Make(0x1000 + i, static_cast<uint8_t>(7 * i)),
+                           Make(0x2000 + i, static_cast<uint8_t>(40 - 3 * i)));
+    ASSERT_TRUE(TlvUtl::WriteGuidMapFile((dir / "good.dat").wstring(), pairs));
+    const std::string good = ReadBytes(dir / "good.dat");
+    ASSERT_EQ(good.size(), 12u + 2 * 5 * 32);
+    TlvUtl::GuidMapFile map;
+    ASSERT_TRUE(map.Load(Write(good)));
+    int loaded = 0;
+    for (std::size_t at = 0; at < good.size(); ++at)
+        for (int bit = 0; bit < 8; ++bit) {
+            std::string bad = good;
+            bad[at] = static_cast<char>(bad[at] ^ (1 << bit));
+            if (map.Load(Write(bad)))
+                ++loaded, ADD_FAILURE() << "flip of bit " << bit << " of byte " << at;
+        }
+    EXPECT_EQ(loaded, 0);
+    // A trailing byte, a byte less, both offsets on the first table.
+    EXPECT_FALSE(map.Load(Write(good + "x")));
+    EXPECT_FALSE(map.Load(Write(good.substr(0, good.size() - 1))));
+    EXPECT_FALSE(map.Load(Write(good.substr(0, 8) + U32(12) + good.substr(12))));
+    EXPECT_EQ(map.Count(), 0);
+}
+
+TEST_F(GuidMapFileTest, MirroredApplicationsMayRepeatButEnginesMayNot) {
+    const GUID app = Make(42, 42);
+    ASSERT_TRUE(TlvUtl::WriteGuidMapFile((dir / "shared.dat").wstring(),
+                                         {{Make(1, 1), app}, {Make(2, 2), app}}));
+    TlvUtl::GuidMapFile map;
+    ASSERT_TRUE(map.Load((dir / "shared.dat").wstring()));
+    GUID out{};
+    EXPECT_TRUE(map.EngineToApp(Make(2, 2), out));
+    EXPECT_EQ(TlvUtl::CompareGuids(out, app), 0);
+    EXPECT_FALSE(TlvUtl::WriteGuidMapFile((dir / "dup.dat").wstring(),
+                                          {{Make(1, 1), app}, {Make(1, 1), Make(3, 3)}}));
+    EXPECT_FALSE(fs::exists(dir / "dup.dat"));
+}

@@ -1,4 +1,5 @@
 // Start-up behaviours that need a process of their own (ctest runs each test alone).
+#include <tlvutl/folders.h>
 #include <tlvutl/frame.h>
 #include <tlvutl/string_table.h>
 
@@ -8,8 +9,14 @@
 
 #include "platform_marks.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <string>
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 // The host executable's own string table: the loaders' last fallback.
 namespace {
@@ -106,6 +113,8 @@ TEST(Startup, OnlyTheLastUninitializeTearsDown) {
 }
 
 TEST(Startup, ApplicationInfoFormatsTheVersionTextsOnce) {
+    // On a fresh store the installation (and with it the GUID map) is not recorded yet.
+    ASSERT_TRUE(TlvUtl::RegisterDefaultInstallation());
     ASSERT_EQ(InitModule(), 1);
     struct Init : IAppStartupInit {
         mutable int calls = 0;
@@ -133,3 +142,38 @@ TEST(Startup, ApplicationInfoFormatsTheVersionTextsOnce) {
 }
 
 } // namespace
+
+// Each test needs a process of its own, which ctest gives it. Run as a whole (no filter), the
+// executable runs every test in a child process of its own, so that it passes by hand too.
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+#ifdef _WIN32
+    // No fork there: each test runs alone only under ctest.
+    return RUN_ALL_TESTS();
+#else
+    if (GTEST_FLAG_GET(filter) != "*" || GTEST_FLAG_GET(list_tests))
+        return RUN_ALL_TESTS();
+    const ::testing::UnitTest* unit = ::testing::UnitTest::GetInstance();
+    int failed = 0;
+    for (int i = 0; i < unit->total_test_suite_count(); ++i) {
+        const ::testing::TestSuite* suite = unit->GetTestSuite(i);
+        for (int j = 0; j < suite->total_test_count(); ++j) {
+            const std::string name =
+                std::string(suite->name()) + "." + suite->GetTestInfo(j)->name();
+            const std::string filter = "--gtest_filter=" + name;
+            std::fflush(nullptr);
+            const pid_t pid = ::fork();
+            if (pid == 0) {
+                ::execl("/proc/self/exe", argv[0], filter.c_str(), static_cast<char*>(nullptr));
+                ::_exit(127);
+            }
+            int status = 0;
+            const bool ok = pid > 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status) &&
+                            WEXITSTATUS(status) == 0;
+            failed += ok ? 0 : 1;
+            std::printf("%s %s\n", ok ? "[  PASSED  ]" : "[  FAILED  ]", name.c_str());
+        }
+    }
+    return failed ? 1 : 0;
+#endif
+}

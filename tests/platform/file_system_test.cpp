@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -275,6 +276,45 @@ TEST_F(FileSystemTest, TheLockNeverCreatesItsFileAndExcludesOtherProcesses) {
     fsys::PathLock none(W("unrelated/x"));
     EXPECT_FALSE(none.Locked());
     EXPECT_EQ(none.Error(), std::errc::no_such_file_or_directory);
+}
+
+TEST_F(FileSystemTest, TheLockNestsOnItsThreadAndExcludesOtherThreads) {
+    const std::wstring file = W("nested.xml");
+    std::atomic<bool> theirs{false};
+    std::optional<fsys::PathLock> outer;
+    outer.emplace(file);
+    ASSERT_TRUE(outer->Locked());
+    std::thread other([&] {
+        fsys::PathLock lock(W("sibling.xml")); // the same folder: the same lock
+        theirs = lock.Locked();
+    });
+    {
+        fsys::PathLock inner(file); // would wait forever if it were not counted
+        EXPECT_TRUE(inner.Locked());
+    }
+    ::usleep(100000);
+    EXPECT_FALSE(theirs) << "another thread got the lock while an inner lock ended";
+    outer.reset();
+    other.join();
+    EXPECT_TRUE(theirs);
+}
+
+TEST_F(FileSystemTest, CanonicalPathsResolveStepsAndLinks) {
+    stdfs::create_directories(N("Документы/文档"));
+    std::ofstream(N("Документы/文档/f.xml")) << "x";
+    stdfs::create_directory_symlink(N("Документы/文档"), N("link"));
+    std::wstring canonical;
+    // ".." after a link leaves the link's target, not the link's folder.
+    EXPECT_TRUE(fsys::CanonicalPath(W("link/../Документы/./文档/f.xml"), canonical));
+    ASSERT_FALSE(fsys::CanonicalPath(W("link/../../Документы/./文档/f.xml"), canonical));
+    std::wstring real;
+    ASSERT_FALSE(fsys::CanonicalPath(wroot, real)); // the temporary folder may be a link
+    EXPECT_EQ(canonical, real + L"/" + Wide("Документы/文档/f.xml"));
+    ASSERT_FALSE(fsys::CanonicalPath(W("link/f.xml"), canonical));
+    EXPECT_EQ(canonical, real + L"/" + Wide("Документы/文档/f.xml")) << "the link is followed";
+    EXPECT_EQ(fsys::CanonicalPath(W("missing/f.xml"), canonical),
+              std::errc::no_such_file_or_directory);
+    EXPECT_TRUE(canonical.empty());
 }
 
 } // namespace

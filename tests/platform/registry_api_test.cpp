@@ -208,10 +208,10 @@ TEST_F(RegistryApi, StatusCodes) {
 
 TEST_F(RegistryApi, StringsAreStoredAsTheUtf16BytesTheWriterSent) {
     HKEY key = Create(HKEY_CURRENT_USER, L"Bytes");
-    const wchar_t text[] = L"abc";
+    const wchar_t text[] = L"abc", longer[] = L"abcd";
     // Byte counts for string data are two per wchar_t: 8 with the NUL, 6 without.
     ASSERT_EQ(RegSetValueExW(key, L"with", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), 8), 0);
-    ASSERT_EQ(RegSetValueExW(key, L"without", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), 6),
+    ASSERT_EQ(RegSetValueExW(key, L"without", 0, REG_SZ, reinterpret_cast<const BYTE*>(longer), 6),
               0);
     EXPECT_EQ(Raw(key, L"with"), U16(L"abc", true));
     EXPECT_EQ(Raw(key, L"without"), U16(L"abc", false));

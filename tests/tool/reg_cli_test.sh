@@ -73,6 +73,17 @@ expect 1 "$tlvutl" reg query 'HKEY_LOCAL_MACHINE\Software'
 expect 1 "$tlvutl" reg set 'HKLM\Software' v x
 [[ $err == *"HKEY_LOCAL_MACHINE.db"* ]] || fail "damaged file not named on write: $err"
 
+# An empty binary value is a value with no bytes.
+expect 0 "$tlvutl" reg set "$key" Nothing '' REG_BINARY
+expect 0 "$tlvutl" reg query "$key" Nothing
+grep -q 'Nothing    REG_BINARY' "$work/out" || fail "empty binary value"
+
+# The installation the first run recorded is a terminated string: a quoted .reg entry.
+rm -f "$TLV_REGISTRY_DIR/HKEY_LOCAL_MACHINE.db"
+expect 0 "$tlvutl" reg export 'HKEY_LOCAL_MACHINE\Software' "$work/hklm.reg"
+iconv -f UTF-16LE -t UTF-8 "$work/hklm.reg" | grep -q '^"ConfigDir"="' ||
+  fail "ConfigDir is not exported as a string: $(iconv -f UTF-16LE -t UTF-8 "$work/hklm.reg")"
+
 # Bad usage.
 expect 2 "$tlvutl" reg
 expect 2 "$tlvutl" reg query 'HKXX\Software'

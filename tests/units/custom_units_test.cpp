@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <cwchar>
 #include <filesystem>
@@ -56,10 +57,10 @@ const char kSection[] = "[Custom Unit(s)]\r\n"
                         "CustomUnit5=odd,odds,o,O,1.5,99,1,1,1,1\r\n"
                         "Other=kept\r\n";
 
-TEST_F(CustomUnits, MalformedRecordsAreSkippedAndTheRestRegistered) {
+TEST_F(CustomUnits, RecordsOfSizeZeroAreSkippedAndTheRestRegistered) {
     WriteIni(kSection);
     ASSERT_EQ(UNITCustomInitialize(), 1);
-    EXPECT_EQ(UNITGetCustomUnitCount(), 2);
+    EXPECT_EQ(UNITGetCustomUnitCount(), 3); // hand, step and odd
     const UNIT_CUSTOM_RECORD hand = Record(42);
     EXPECT_STREQ(hand.name1, L"hand");
     EXPECT_STREQ(hand.symbol, L"H");
@@ -84,15 +85,20 @@ TEST_F(CustomUnits, MalformedRecordsAreSkippedAndTheRestRegistered) {
     WUnit* manager = UNITGetCustomUnitManager();
     ASSERT_NE(manager, nullptr);
     EXPECT_EQ(manager->DisplayUnitValueAsString(42, 1.5, 4, 0), CString(L"1.5H"));
-    EXPECT_EQ(manager->GetMaxUnitRange(), 43);
+    EXPECT_EQ(manager->GetMaxUnitRange(), 44);
+    // A reference unit that does not exist keeps the record; it converts to nothing.
+    EXPECT_STREQ(Record(44).name1, L"odd");
+    EXPECT_EQ(Record(44).referenceUnit, 99);
+    EXPECT_EQ(UNITConvertUnitToBase(44, 1.0, 0), 0.0);
 
     EXPECT_EQ(UNITIsValidCustomUnit(41), 0);
     EXPECT_EQ(UNITIsValidCustomUnit(42), 1);
-    EXPECT_EQ(UNITIsValidCustomUnit(44), 1); // one beyond the last, as always
-    EXPECT_EQ(UNITIsValidCustomUnit(45), 0);
+    EXPECT_EQ(UNITIsValidCustomUnit(45), 1); // one beyond the last, as always
+    EXPECT_EQ(UNITIsValidCustomUnit(46), 0);
     EXPECT_EQ(UNITCustomUnitMappedUsing(43), 1);
+    EXPECT_EQ(UNITCustomUnitMappedUsing(44), 99);
     EXPECT_EQ(UNITCustomUnitMappedUsing(39), 39);
-    EXPECT_EQ(UNITCustomUnitMappedUsing(44), 0);
+    EXPECT_EQ(UNITCustomUnitMappedUsing(46), 0);
     EXPECT_EQ(UNITCustomUnitMappedUsing(0), 0);
     double max = 0, min = 0;
     GetGridFreqLimits(44, &max, &min, 0);
@@ -102,7 +108,8 @@ TEST_F(CustomUnits, MalformedRecordsAreSkippedAndTheRestRegistered) {
     EXPECT_EQ(list[15], 41);
     EXPECT_EQ(list[16], 42);
     EXPECT_EQ(list[17], 43);
-    EXPECT_EQ(list[18], -1);
+    EXPECT_EQ(list[18], 44);
+    EXPECT_EQ(list[19], -1);
 }
 
 TEST_F(CustomUnits, SavingKeepsWhatWasNotReadAndIsStableByteForByte) {
@@ -115,7 +122,7 @@ TEST_F(CustomUnits, SavingKeepsWhatWasNotReadAndIsStableByteForByte) {
                     "CustomUnit1=broken,,,\r\n"
                     "CustomUnit2=zero,zeros,z,Z,0,1,1,1,1,1\r\n"
                     "CustomUnit3=step,steps,st,750,2.000000,1,10.000000,100.000000,0.000000,0\r\n"
-                    "CustomUnit5=odd,odds,o,O,1.5,99,1,1,1,1\r\n"
+                    "CustomUnit5=odd,odds,o,O,1.500000,99,1.000000,1.000000,1.000000,1\r\n"
                     "Other=kept\r\n");
     UNITCustomInitialize();
     const UNIT_CUSTOM_RECORD hand = Record(42), step = Record(43);
@@ -132,7 +139,7 @@ TEST_F(CustomUnits, InitialisationNests) {
     EXPECT_EQ(UNITCustomInitialize(), 1);
     EXPECT_EQ(UNITCustomInitialize(), 1);
     WriteIni("[Custom Unit(s)]\r\n"); // a second initialise does not read again
-    EXPECT_EQ(UNITGetCustomUnitCount(), 2);
+    EXPECT_EQ(UNITGetCustomUnitCount(), 3);
     EXPECT_EQ(UNITCustomUnInitialize(), 1);
     EXPECT_NE(UNITGetCustomUnitManager(), nullptr);
     EXPECT_EQ(ReadIni(), "[Custom Unit(s)]\r\n");
@@ -166,8 +173,8 @@ TEST_F(CustomUnits, AddedUnitsTakeAFreeKeyAndSurviveEmptyFields) {
     r.decimals = 3;
     TlvUtl::ScriptedCustomUnitEditor ok(r);
     ASSERT_EQ(UNITAddNewCustomUnit(&ok, 0.0, &unit), 1);
-    EXPECT_EQ(unit, 44);
-    EXPECT_NEAR(UNITConvertUnitToBase(44, 1.0, 0), 201168000.0, 1e-4);
+    EXPECT_EQ(unit, 45);
+    EXPECT_NEAR(UNITConvertUnitToBase(45, 1.0, 0), 201168000.0, 1e-4);
 
     UNIT_CUSTOM_RECORD comma = r;
     std::wcscpy(comma.name1, L"a,b");
@@ -175,27 +182,30 @@ TEST_F(CustomUnits, AddedUnitsTakeAFreeKeyAndSurviveEmptyFields) {
     EXPECT_EQ(UNITAddNewCustomUnit(&bad, 0.0, &unit), 0);
 
     UNITCustomUnInitialize();
-    // Keys 1 and 2 hold lines that were not read; the new unit goes to 4.
-    EXPECT_NE(ReadIni().find("CustomUnit4=chain,chains,ch, ,20.116800,9,1.000000,5.000000,"
+    // Keys 1 and 2 hold lines that were not read; the new unit goes to 4, its empty symbol
+    // written empty.
+    EXPECT_NE(ReadIni().find("CustomUnit4=chain,chains,ch,,20.116800,9,1.000000,5.000000,"
                              "10.000000,3\r\n"),
               std::string::npos)
         << ReadIni();
+    // Read back, the tokenizer skips the empty field and the later ones move up.
     UNITCustomInitialize();
-    EXPECT_EQ(UNITGetCustomUnitCount(), 3);
-    const UNIT_CUSTOM_RECORD back = Record(44);
-    EXPECT_STREQ(back.symbol, L"");
+    EXPECT_EQ(UNITGetCustomUnitCount(), 4);
+    const UNIT_CUSTOM_RECORD back = Record(44); // key 4 comes before key 5
     EXPECT_STREQ(back.name3, L"ch");
-    EXPECT_EQ(back.referenceUnit, 9);
-    EXPECT_EQ(back.decimals, 3);
+    EXPECT_STREQ(back.symbol, L"20.116800");
+    EXPECT_EQ(back.size, 9.0);
+    EXPECT_EQ(back.referenceUnit, 1);
+    EXPECT_EQ(back.decimals, 0);
 }
 
 TEST_F(CustomUnits, DeletingRenumbersAndRemovesTheKey) {
     WriteIni(kSection);
     UNITCustomInitialize();
     EXPECT_EQ(UNITDeleteCustomUnit(41), 0);
-    EXPECT_EQ(UNITDeleteCustomUnit(44), 0);
+    EXPECT_EQ(UNITDeleteCustomUnit(45), 0);
     EXPECT_EQ(UNITDeleteCustomUnit(42), 1);
-    EXPECT_EQ(UNITGetCustomUnitCount(), 1);
+    EXPECT_EQ(UNITGetCustomUnitCount(), 2);
     EXPECT_STREQ(Record(42).name1, L"step");
     EXPECT_NEAR(UNITConvertUnitToBase(42, 1.0, 0), 2 * kPerInch, 1e-6);
     UNITCustomUnInitialize();
@@ -237,9 +247,19 @@ TEST(CustomUnitLine, TokenizerRules) {
     EXPECT_EQ(std::wcslen(r.name2), 22u);
     EXPECT_EQ(r.size, 10.0);
     EXPECT_EQ(r.decimals, 4);
-    for (const wchar_t* bad : {L"", L",,,,", L"a,b,c,d", L"a,b,c,d,0", L"a,b,c,d,x,1",
-                               L"a,b,c,d,1,41", L"a,b,c,d,1,42", L"a,b,c,d,1,-1", L"a,b,c,d,inf"})
+    // Only a size of 0, or none, skips a record.
+    for (const wchar_t* bad : {L"", L",,,,", L"a,b,c,d", L"a,b,c,d,0", L"a,b,c,d,x,1"})
         EXPECT_FALSE(tlv::units::ParseCustomUnitLine(bad, r)) << TlvUtils::ToUtf8(bad);
+    for (const wchar_t* kept : {L"a,b,c,d,1,41", L"a,b,c,d,1,42", L"a,b,c,d,1,-1", L"a,b,c,d,inf"})
+        EXPECT_TRUE(tlv::units::ParseCustomUnitLine(kept, r)) << TlvUtils::ToUtf8(kept);
+    EXPECT_EQ(r.size, HUGE_VAL);
+    // Written back, empty names stay empty.
+    UNIT_CUSTOM_RECORD e{};
+    std::wcscpy(e.name1, L"n");
+    e.size = 2;
+    e.referenceUnit = 1;
+    EXPECT_EQ(tlv::units::FormatCustomUnitLine(e),
+              CString(L"n,,,,2.000000,1,0.000000,0.000000,0.000000,0"));
 }
 
 } // namespace

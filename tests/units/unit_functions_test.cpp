@@ -77,6 +77,7 @@ TEST(UnitText, DecimalsDefaultsAndSelectors) {
               CString(L"-123.5"));
     UNITSetDefDecimalPrecision(2, 1);
     EXPECT_EQ(UNITConvToUnitString(12.34567 * kPerMm, 2, 0), CString(L"12.3"));
+    UNITSetDefDecimalPrecision(2, 3); // the table's, for the tests after this one
 }
 
 TEST(UnitText, LocaleSeparatorsSignAndLeadingZero) {
@@ -188,6 +189,7 @@ TEST(UnitDecimals, DefaultTable) {
     UNITSetDefDecimalPrecision(41, 7);
     EXPECT_EQ(UNITGetDefDecimalPrecision(40), 7);
     EXPECT_EQ(UNITGetDefDecimalPrecision(41), 1);
+    UNITSetDefDecimalPrecision(40, 0);
 }
 
 struct Limits {

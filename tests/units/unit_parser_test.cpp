@@ -10,7 +10,7 @@ namespace {
 // The value typed into a field of the unit; NaN when the parse fails.
 double Field(int unit, const wchar_t* text, DRG mode = DRG_DEG) {
     double v = 0.0;
-    return WUnit::GetDefaultWUnit().StringToValue(unit, text, v, 0, mode) ? v : std::nan("");
+    return WUnit::GetDefaultWUnit().StringToValue(unit, text, v, WEQ_ALL, mode) ? v : std::nan("");
 }
 
 TEST(UnitParser, LengthsConvertIntoTheFieldsUnit) {

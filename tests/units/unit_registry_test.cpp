@@ -58,26 +58,21 @@ TEST(UnitRegistry, EveryDefinitionConvertsToAndFromTheBaseUnit) {
         EXPECT_NEAR(to, p.basePerUnit, p.basePerUnit * 1e-13) << p.display;
         EXPECT_NEAR(u.ConvertFrom10thMicronToUnit(p.display, p.basePerUnit, -1.0), 1.0, 1e-13)
             << p.display;
-        // The table's factor times 10,000,000, through the kept order (v / p) * f * p.
-        const double factor = u.GetDisplay(p.display).GetDefinition(0)->GetFactor();
-        EXPECT_EQ(to, 1e7 / 1e-7 * factor * 1e-7) << p.display;
     }
-    EXPECT_NEAR(u.ConvertFromUnitTo10thMicron(1, 1.0, -1.0), 254000.0, 1e-9);
-    EXPECT_NEAR(u.ConvertFromUnitTo10thMicron(25, 1.0, -1.0), 45118.7, 1e-9);
 }
 
 TEST(UnitRegistry, PrecisionIsDividedOutAndMultipliedBackInThatOrder) {
     WUnit& u = WUnit::GetDefaultWUnit();
+    // (v / p) * f * p is kept as it stands: with p = 0.7 it is not the same double as v * f,
+    // which an implementation that cancels p would give.
+    const double f = 0.0254, v = 0.3, p = 0.7;
+    ASSERT_NE(v / p * f * p / p / 1.0 * p, v * f);
+    EXPECT_EQ(u.ConvertFromUnitToUnit(1, 9, v, p), v / p * f * p / p / 1.0 * p);
     // Precision 0 means 1; -1 means the registry's factor.
-    EXPECT_EQ(u.ConvertFromUnitTo10thMicron(4, 3.0, 0.0), 3e7 * 0.00035277777777777776);
-    EXPECT_EQ(u.ConvertFromUnitTo10thMicron(4, 3.0, 0.001),
-              3e7 / 0.001 * 0.00035277777777777776 * 0.001);
-    EXPECT_EQ(u.ConvertFromUnitToUnit(4, 2, 3.0, 0.3),
-              3.0 / 0.3 * 0.00035277777777777776 * 0.3 / 0.3 / 0.001 * 0.3);
+    EXPECT_EQ(u.ConvertFromUnitToUnit(1, 9, v, 0.0), v * f);
     EXPECT_EQ(u.GetPrecisionFactor(), 1e-7);
-    EXPECT_EQ(u.SetPrecisionFactor(0.5), 0.5);
-    EXPECT_EQ(u.ConvertFromUnitToUnit(1, 2, 1.0, -1.0),
-              1.0 / 0.5 * 0.0254 * 0.5 / 0.5 / 0.001 * 0.5);
+    EXPECT_EQ(u.SetPrecisionFactor(p), p);
+    EXPECT_EQ(u.ConvertFromUnitToUnit(1, 9, v, -1.0), v / p * f * p / p / 1.0 * p);
     u.SetPrecisionFactor(1e-7);
 }
 
@@ -103,9 +98,18 @@ TEST(UnitRegistry, UnknownIdentifiersThrow) {
         EXPECT_THROW(u.GetUnitIncrement(bad, 0), std::invalid_argument) << bad;
     }
     double v = 7.0;
-    EXPECT_THROW(u.StringToValue(40, L"1", v, 0, DRG_DEG), std::invalid_argument);
-    EXPECT_EQ(u.StringToValue(2, L"12.5 furlongs", v, 0, DRG_DEG), 0);
-    EXPECT_EQ(v, 7.0);
+    EXPECT_THROW(u.StringToValue(40, L"1", v, WEQ_ALL, DRG_DEG), std::invalid_argument);
+    // A failed parse answers the parser's 0.0.
+    EXPECT_EQ(u.StringToValue(2, L"12.5 furlongs", v, WEQ_ALL, DRG_DEG), 0);
+    EXPECT_EQ(v, 0.0);
+    // The token sets are the caller's: the base set reads signs but no binary operators.
+    v = 7.0;
+    EXPECT_EQ(u.StringToValue(2, L"1+2", v, 0, DRG_DEG), 0);
+    EXPECT_EQ(v, 0.0);
+    EXPECT_EQ(u.StringToValue(2, L"+2", v, 0, DRG_DEG), 1);
+    EXPECT_EQ(v, 2.0);
+    EXPECT_EQ(u.StringToValue(2, L"1+2", v, WEQ_ALL, DRG_DEG), 1);
+    EXPECT_EQ(v, 3.0);
 }
 
 TEST(UnitRegistry, RoundTripsBetweenEveryPairOfDisplays) {
@@ -127,8 +131,7 @@ TEST(UnitRegistry, PixelsGoThroughTheScreenResolution) {
     WUnit& u = WUnit::GetDefaultWUnit();
     ASSERT_EQ(WUnit::GetResolution(), 0.0);
     // No resolution: 11811024 pixels per 1000 metres, 300 to the inch give or take.
-    const double fallback = 300.0 * 1e7 / 1e-7 * (1000.0 / 11811024.0) * 1e-7;
-    EXPECT_EQ(u.ConvertFromUnitTo10thMicron(6, 300.0, -1.0), fallback);
+    const double fallback = u.ConvertFromUnitTo10thMicron(6, 300.0, -1.0);
     EXPECT_NEAR(fallback, 254000.0, 0.01);
     EXPECT_NEAR(u.ConvertFromUnitToUnit(1, 6, 1.0, -1.0), 300.0, 1e-4);
     for (double bad : {-5.0, 1e-6}) {
@@ -297,7 +300,13 @@ TEST(UnitFormat, CompoundDisplays) {
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 10.5125, 4, 0), CString(L"10° 30′ 45″"));
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 1.5, 4, 0), CString(L"1° 30′ 0″"));
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 1.0 + 0.25 / 3600, 4, 0), CString(L"1° 0′ 0.25″"));
-    EXPECT_EQ(u.DisplayUnitValueAsString(28, 30.0 - 0.001 / 3600, 4, 0), CString(L"30° 0′ 0″"));
+    // Each part but the last is the whole below; only the last part rounds, so it may show
+    // a full step. Asked for, the rounding carries instead.
+    EXPECT_EQ(u.DisplayUnitValueAsString(28, 30.0 - 0.001 / 3600, 4, 0), CString(L"29° 59′ 60″"));
+    EXPECT_EQ(u.DisplayUnitValueAsString(28, 30.0 - 0.001 / 3600, 4, WUNIT_FORMAT_CARRY),
+              CString(L"30° 0′ 0″"));
+    EXPECT_EQ(u.DisplayUnitValueAsString(29, 10.9999, 4, 0), CString(L"10° 60′"));
+    EXPECT_EQ(u.DisplayUnitValueAsString(29, 10.9999, 4, WUNIT_FORMAT_CARRY), CString(L"11° 0′"));
     EXPECT_EQ(u.DisplayUnitValueAsString(28, -1.5, 4, 0), minus + L"1° 30′ 0″");
     EXPECT_EQ(u.DisplayUnitValueAsString(29, 12.25, 3, 0), CString(L"12 deg 15 arcmin"));
     // Picas and points.
@@ -311,9 +320,23 @@ TEST(UnitFormat, CompoundDisplays) {
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 6.375 / 12, 4, 0), CString(L"2' 6 3/8\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 0.25 / 12, 4, 0), CString(L"2' 1/4\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(31, -2.5, 3, 0), minus + L"2 ft 6 in");
-    // What rounds up in the last part carries: never 2' 12".
-    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.9999, 4, 0), CString(L"3' 0\""));
+    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.9999, 4, 0), CString(L"2' 12\""));
+    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.9999, 4, WUNIT_FORMAT_CARRY), CString(L"3' 0\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 5.3 / 12, 4, 8), CString(L"2' 5 1/4\""));
+    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 5.3 / 12, 4, 8 | WUNIT_FORMAT_CARRY),
+              CString(L"2' 5 1/4\""));
+    WUnit r;
+    r.LoadDefaults(nullptr, -1);
+    // A big unit of 4 m over a small one of 1 m shown with 2 decimals: 3.999 big units are
+    // 3 and 3.996 small, which the last part rounds to 4.
+    const int big =
+        r.AddUnitDefinition(RUNTIME_CLASS(WUntiDef), 0, 1, 2, 3, L"B", L"B", L"B", L"", 4.0);
+    const int small =
+        r.AddUnitDefinition(RUNTIME_CLASS(WUntiDef), 2, 1, 2, 3, L"s", L"s", L"s", L"", 1.0);
+    const int pair[] = {big, small};
+    const int bigSmall = r.AddUnitDisplay(RUNTIME_CLASS(WUnitCollection), pair, 2, -1, -1);
+    EXPECT_EQ(r.DisplayUnitValueAsString(bigSmall, 3.999, 0, 0), CString(L"3 4"));
+    EXPECT_EQ(r.DisplayUnitValueAsString(bigSmall, 3.999, 0, WUNIT_FORMAT_CARRY), CString(L"4 0"));
 }
 
 TEST(UnitFormat, RationalDisplays) {

@@ -80,15 +80,16 @@ TEST(WorldScale, FormatFreeScales) {
     EXPECT_THROW(TlvUtl::WorldScale::Format(2.0, 40, 1, 0.01), std::invalid_argument);
 }
 
-TEST(WorldScale, OrderingKeys) {
+TEST(WorldScale, SetsOrderPresetsWithoutUnitsFirstAndTieOnEqualScales) {
     using namespace TlvUtl::WorldScale;
     const Preset a(4, 0, 1, 0, 4, L"a", true), b(4, 2, 1, 2, 4, L"b", true);
-    detail::LessFromOrdering<detail::PresetOrdering> less;
-    EXPECT_TRUE(less(a, b)); // without units first
-    EXPECT_FALSE(less(b, a));
+    PresetSet set{b, a};
+    ASSERT_EQ(set.size(), 2u);
+    EXPECT_EQ(set.begin()->Label(), CString(L"a")); // without units first
+    // A scale equal to the last bit but for rounding noise is the same preset.
     const Preset c(4 + 1e-16, 0, 1, 0, 4 + 1e-16, L"c", true);
-    EXPECT_FALSE(less(a, c));
-    EXPECT_FALSE(less(c, a));
+    EXPECT_FALSE(set.insert(c).second);
+    EXPECT_EQ(set.find(c)->Label(), CString(L"a"));
 }
 
 } // namespace

@@ -95,7 +95,7 @@ TEST_F(XmlFiles, WhiteSpaceIsKeptOnlyWhenAsked) {
     EXPECT_EQ(kept.GetRootNode().GetNumChildren(), 3);
     const std::wstring again = (dir / "again.xml").wstring();
     ASSERT_TRUE(kept.Save(again.c_str()));
-    EXPECT_EQ(Read(again), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<r>\n  <a> x </a>\n</r>\n");
+    EXPECT_EQ(Read(again), "<r>\n  <a> x </a>\n</r>") << "no declaration or line break added";
 }
 
 TEST_F(XmlFiles, SaveSucceedsOnlyWhenTheFileIsWritten) {

@@ -4,6 +4,7 @@
 #include <tlvutl/encoding.h>
 #include <tlvutl/folders.h>
 
+#include <algorithm>
 #include <cstring>
 #include <iostream>
 
@@ -45,12 +46,15 @@ const Getter kGetters[] = {
 } // namespace
 
 void PrintFolders(std::ostream& out, bool all) {
+    // The paths line up two blanks after the longest getter name, at column 40 at least.
+    std::size_t column = 40;
+    for (const Getter& g : kGetters)
+        column = std::max(column, std::strlen(g.name) + 2);
     int shown = 0;
     for (const Getter& g : kGetters) {
         if (!all && ++shown > 8)
             break;
-        out << g.name
-            << std::string(g.name[0] ? 40 - std::min<std::size_t>(39, std::strlen(g.name)) : 1, ' ')
+        out << g.name << std::string(column - std::strlen(g.name), ' ')
             << TlvUtils::ToUtf8(g.get().str()) << "\n";
     }
 }

@@ -4,6 +4,7 @@
 #include <tlvutl/frame.h>
 
 #include <iostream>
+#include <map>
 
 namespace tlvtool {
 namespace {
@@ -30,6 +31,7 @@ int Build(const std::string& csv, const std::string& out) {
     std::vector<std::pair<GUID, GUID>> pairs;
     int lineNo = 0;
     bool sawRecord = false;
+    std::map<std::wstring, int> firstLine; // engine -> the line that mapped it
     for (std::size_t at = 0; at < text.size();) {
         std::size_t end = text.find('\n', at);
         if (end == std::string::npos)
@@ -55,6 +57,12 @@ int Build(const std::string& csv, const std::string& out) {
             return kFailed;
         }
         sawRecord = true;
+        const std::wstring key = TlvUtl::FormatGuid(engine);
+        if (const auto [prior, added] = firstLine.emplace(key, lineNo); !added) {
+            std::cerr << csv << ":" << lineNo << ": engine " << TlvUtils::ToUtf8(key)
+                      << " is already mapped on line " << prior->second << "\n";
+            return kFailed;
+        }
         pairs.emplace_back(engine, app);
     }
     const std::size_t n = pairs.size();

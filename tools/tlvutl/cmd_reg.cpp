@@ -44,6 +44,15 @@ bool ParseKey(const std::string& text, KeyPath& key) {
     return true;
 }
 
+// A key that does not start with a root key: the user left it out ("Software\\Talvo").
+int NoRoot(const std::string& text) {
+    std::cerr << "tlvutl reg: '" << text
+              << "' does not start with a root key: HKEY_CURRENT_USER (HKCU), HKEY_LOCAL_MACHINE "
+                 "(HKLM), HKEY_CLASSES_ROOT (HKCR), HKEY_USERS (HKU) or HKEY_CURRENT_CONFIG "
+                 "(HKCC)\n";
+    return kUsage;
+}
+
 int Failed(LONG status, const std::wstring& what, HKEY root) {
     std::cerr << "tlvutl reg: " << U8(what) << ": " << U8(DescribeRegistryStatus(status));
     if (status == ERROR_BADDB || status == ERROR_REGISTRY_IO_FAILED)
@@ -107,8 +116,10 @@ std::string Show(DWORD type, const std::vector<BYTE>& data, DWORD size) {
 
 int Query(const std::vector<std::string>& args) {
     KeyPath path;
-    if (args.empty() || args.size() > 2 || !ParseKey(args[0], path))
+    if (args.empty() || args.size() > 2)
         return UsageError(Self(), "query KEY [NAME]");
+    if (!ParseKey(args[0], path))
+        return NoRoot(args[0]);
     HKEY key = nullptr;
     LONG r = RegOpenKeyExW(path.root, path.sub.c_str(), 0, KEY_READ, &key);
     if (r != ERROR_SUCCESS)
@@ -165,28 +176,54 @@ int Query(const std::vector<std::string>& args) {
     return r == ERROR_NO_MORE_ITEMS ? kOk : Failed(r, path.full, path.root);
 }
 
+int HexDigit(char c) {
+    return c >= '0' && c <= '9'   ? c - '0'
+           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                  : -1;
+}
+
+// Pairs of hexadecimal digits, which commas or blanks may separate ("00ff10", "00,ff,10").
 bool HexBytes(const std::string& text, std::vector<BYTE>& out) {
     std::string digits;
-    for (char c : text)
-        if (c != ',' && c != ' ')
-            digits += c;
+    for (char c : text) {
+        if (c == ',' || c == ' ')
+            continue;
+        if (HexDigit(c) < 0)
+            return false;
+        digits += c;
+    }
     if (digits.size() % 2)
         return false;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        char* end = nullptr;
-        const std::string pair = digits.substr(i, 2);
-        const unsigned long v = std::strtoul(pair.c_str(), &end, 16);
-        if (*end)
+    for (std::size_t i = 0; i < digits.size(); i += 2)
+        out.push_back(static_cast<BYTE>(HexDigit(digits[i]) * 16 + HexDigit(digits[i + 1])));
+    return true;
+}
+
+// Decimal, or hexadecimal after "0x": never octal, so "010" is ten as a user means it.
+bool ParseRegNumber(const std::string& text, unsigned long long limit, unsigned long long& v) {
+    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    const std::size_t from = hex ? 2 : 0;
+    if (text.size() == from)
+        return false;
+    v = 0;
+    for (std::size_t i = from; i < text.size(); ++i) {
+        const int d =
+            hex ? HexDigit(text[i]) : (text[i] >= '0' && text[i] <= '9' ? text[i] - '0' : -1);
+        const unsigned base = hex ? 16 : 10;
+        if (d < 0 || v > (limit - static_cast<unsigned>(d)) / base)
             return false;
-        out.push_back(static_cast<BYTE>(v));
+        v = v * base + static_cast<unsigned>(d);
     }
     return true;
 }
 
 int Set(const std::vector<std::string>& args) {
     KeyPath path;
-    if (args.size() < 3 || args.size() > 4 || !ParseKey(args[0], path))
+    if (args.size() < 3 || args.size() > 4)
         return UsageError(Self(), "set KEY NAME DATA [TYPE]");
+    if (!ParseKey(args[0], path))
+        return NoRoot(args[0]);
     const std::string type = args.size() == 4 ? args[3] : "REG_SZ";
     const std::wstring name = TlvUtils::FromUtf8(args[1]);
     const std::string& text = args[2];
@@ -194,10 +231,7 @@ int Set(const std::vector<std::string>& args) {
     std::vector<BYTE> bytes;
     std::wstring wide;
     auto number = [&text](unsigned long long limit, unsigned long long& v) {
-        char* end = nullptr;
-        errno = 0;
-        v = std::strtoull(text.c_str(), &end, 0);
-        return !text.empty() && text[0] != '-' && !*end && errno == 0 && v <= limit;
+        return ParseRegNumber(text, limit, v);
     };
     if (type == "REG_SZ" || type == "REG_EXPAND_SZ" || type == "REG_MULTI_SZ") {
         kind = type == "REG_SZ" ? REG_SZ : type == "REG_EXPAND_SZ" ? REG_EXPAND_SZ : REG_MULTI_SZ;
@@ -212,7 +246,8 @@ int Set(const std::vector<std::string>& args) {
         kind = type == "REG_DWORD" ? REG_DWORD : REG_QWORD;
         unsigned long long v = 0;
         if (!number(kind == REG_DWORD ? 0xFFFFFFFFull : ~0ull, v))
-            return UsageError(Self(), "'" + text + "' is not a " + type + " number");
+            return UsageError(Self(), "'" + text + "' is not a " + type +
+                                          " number (decimal, or hexadecimal after 0x)");
         for (int i = 0; i < (kind == REG_DWORD ? 4 : 8); ++i)
             bytes.push_back(static_cast<BYTE>(v >> (8 * i)));
     } else if (type == "REG_BINARY") {
@@ -238,8 +273,10 @@ int Set(const std::vector<std::string>& args) {
 
 int Delete(const std::vector<std::string>& args) {
     KeyPath path;
-    if (args.empty() || args.size() > 2 || !ParseKey(args[0], path))
+    if (args.empty() || args.size() > 2)
         return UsageError(Self(), "delete KEY [NAME]");
+    if (!ParseKey(args[0], path))
+        return NoRoot(args[0]);
     if (args.size() == 1) {
         if (path.sub.empty())
             return UsageError(Self(), "refusing to delete a whole root");
@@ -256,12 +293,18 @@ int Delete(const std::vector<std::string>& args) {
     return r == ERROR_SUCCESS ? kOk : Failed(r, path.full + L" " + name, path.root);
 }
 
-int Export(const std::vector<std::string>& args) {
+int Export(std::vector<std::string> args) {
+    const bool old = !args.empty() && args[0] == "--regedit4";
+    if (old)
+        args.erase(args.begin());
     KeyPath path;
-    if (args.size() != 2 || !ParseKey(args[0], path))
-        return UsageError(Self(), "export KEY FILE");
+    if (args.size() != 2)
+        return UsageError(Self(), "export [--regedit4] KEY FILE");
+    if (!ParseKey(args[0], path))
+        return NoRoot(args[0]);
     std::wstring error;
-    const LONG r = RegExportFile(path.full.c_str(), TlvUtils::FromUtf8(args[1]).c_str(), &error);
+    const LONG r = RegExportFile(path.full.c_str(), TlvUtils::FromUtf8(args[1]).c_str(), &error,
+                                 old ? RegFileFormat::kRegedit4 : RegFileFormat::kUnicode);
     if (r != ERROR_SUCCESS) {
         std::cerr << "tlvutl reg export: " << U8(error) << "\n";
         return kFailed;
@@ -272,14 +315,48 @@ int Export(const std::vector<std::string>& args) {
 int Import(const std::vector<std::string>& args) {
     if (args.size() != 1)
         return UsageError(Self(), "import FILE");
-    std::wstring error;
-    const LONG r = RegImportFile(TlvUtils::FromUtf8(args[0]).c_str(), &error);
+    std::wstring error, encoding;
+    const LONG r = RegImportFile(TlvUtils::FromUtf8(args[0]).c_str(), &error, &encoding);
     if (r != ERROR_SUCCESS) {
         std::cerr << "tlvutl reg import: " << args[0] << ": " << U8(error)
                   << "\nnothing was changed\n";
         return kFailed;
     }
+    std::cout << "imported " << args[0] << " (read as " << U8(encoding) << ")\n";
     return kOk;
+}
+
+// Reads every store file through; exit 1 when any is damaged.
+int Check(const std::vector<std::string>& args) {
+    std::vector<HKEY> roots;
+    for (const std::string& a : args) {
+        const HKEY root = TlvUtl::RegistryRootFromName(TlvUtils::FromUtf8(a), true, true);
+        if (!root || root == HKEY_PERFORMANCE_DATA)
+            return UsageError(Self(), "'" + a + "' is not a root key");
+        roots.push_back(root);
+    }
+    if (roots.empty())
+        roots = {HKEY_CLASSES_ROOT, HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE, HKEY_USERS,
+                 HKEY_CURRENT_CONFIG};
+    int rc = kOk;
+    for (HKEY root : roots) {
+        std::vector<std::wstring> problems;
+        const LONG r = CheckRegistryStore(root, &problems);
+        std::cout << U8(RegistryRootName(root)) << ": ";
+        if (r == ERROR_SUCCESS) {
+            std::cout << "sound (" << U8(GetRegistryStoreFile(root)) << ")\n";
+        } else if (r == ERROR_FILE_NOT_FOUND) {
+            std::cout << "no store yet\n";
+        } else {
+            std::cout << (r == ERROR_BADDB ? "DAMAGED"
+                                           : "cannot be checked: " + U8(DescribeRegistryStatus(r)))
+                      << " (" << U8(GetRegistryStoreFile(root)) << ")\n";
+            for (const std::wstring& p : problems)
+                std::cout << "    " << U8(p) << "\n";
+            rc = kFailed;
+        }
+    }
+    return rc;
 }
 
 } // namespace
@@ -299,6 +376,8 @@ int RunReg(const Args& args) {
         return Export(rest);
     if (what == "import")
         return Import(rest);
+    if (what == "check")
+        return Check(rest);
     return UsageError(Self(), "unknown subcommand '" + what + "'");
 }
 

@@ -306,6 +306,7 @@ int RunTour(const Args& args) {
     TourXmp();
     TourTimers();
     TourPaper();
+    TourDirectoryTracker();
     return kOk;
 }
 

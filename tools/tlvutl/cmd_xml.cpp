@@ -1,8 +1,11 @@
 // tlvutl xml: reads and changes settings files by path, for scripts.
 //
 // Paths are XPath from the document ("/settings/paper[@name='A4']/@width", or without the
-// leading "/"). Changes are saved in place, atomically. Exit status: 0 done, 1 the file,
-// path or operation failed (with a message on stderr), 2 bad usage.
+// leading "/"). Changes are saved in place, atomically, under the lock every writer of
+// settings files takes, held from the read to the replacement so that processes changing
+// one file at once lose nothing. White space and the lack of an XML declaration are kept:
+// only the changed node's text differs (new elements are written compactly). Exit status:
+// 0 done, 1 the file, path or operation failed (with a message on stderr), 2 bad usage.
 #include "command.h"
 
 #include <tlvutl/com_error.h>
@@ -64,32 +67,41 @@ int Get(const std::string& file, const std::string& path) {
     return kOk;
 }
 
-int Set(const std::string& file, const std::string& path, const std::string& value) {
-    WXmlDoc doc;
+// Loads the file for a change, with its white space, under the file's lock; edit returns
+// whether to save. The lock is held until the file is replaced.
+template <class Edit> int Change(const std::string& file, Edit edit) {
+    TlvUtl::XmlFileLock lock(Wide(file));
+    if (!lock.Locked())
+        return Fail("cannot lock " + file + ": its folder cannot be opened");
+    WXmlDoc doc(true);
     if (!Open(file, doc))
         return kFailed;
-    DocumentNode(doc).EnsureDescendantExists(FromDocument(path)).Value().SetString(Wide(value));
-    return Save(doc, file);
+    return edit(doc) ? Save(doc, file) : kOk;
+}
+
+int Set(const std::string& file, const std::string& path, const std::string& value) {
+    return Change(file, [&](WXmlDoc& doc) {
+        DocumentNode(doc).EnsureDescendantExists(FromDocument(path)).Value().SetString(Wide(value));
+        return true;
+    });
 }
 
 int Ensure(const std::string& file, const std::string& path) {
-    WXmlDoc doc;
-    if (!Open(file, doc))
-        return kFailed;
-    const WXmlNode node = DocumentNode(doc).EnsureDescendantExists(FromDocument(path));
-    std::cout << node.GetXML().ToUtf8() << "\n";
-    return Save(doc, file);
+    return Change(file, [&](WXmlDoc& doc) {
+        const WXmlNode node = DocumentNode(doc).EnsureDescendantExists(FromDocument(path));
+        std::cout << node.GetXML().ToUtf8() << "\n";
+        return true;
+    });
 }
 
 int Delete(const std::string& file, const std::string& path) {
-    WXmlDoc doc;
-    if (!Open(file, doc))
-        return kFailed;
-    WXmlNode top = DocumentNode(doc);
-    const int count = top.GetNodes(WXPath(Wide(path))).Count();
-    top.DeleteChild(WXPath(Wide(path)));
-    std::cout << "deleted " << count << (count == 1 ? " node\n" : " nodes\n");
-    return count ? Save(doc, file) : kOk;
+    return Change(file, [&](WXmlDoc& doc) {
+        WXmlNode top = DocumentNode(doc);
+        const int count = top.GetNodes(WXPath(Wide(path))).Count();
+        top.DeleteChild(WXPath(Wide(path)));
+        std::cout << "deleted " << count << (count == 1 ? " node\n" : " nodes\n");
+        return count > 0;
+    });
 }
 
 int Validate(const std::string& file, const std::string& schema) {

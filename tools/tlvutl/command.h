@@ -26,6 +26,10 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 int UsageError(const Command& c, const std::string& message);
+// Where "--" ended the options (it is taken out of the arguments): arguments from that index
+// on are operands even when they start with "-". Past the end when there was none.
+void SetOperandsFrom(std::size_t index);
+std::size_t OperandsFrom();
 // A few words for a Win32 error the library reported ("no such folder").
 std::string DescribeWin32Error(unsigned long code);
 // The bytes of a file; false with the reason in why.
@@ -55,6 +59,9 @@ void ShowTimerTicks(std::ostream& out, unsigned intervalMs, long count, long tim
 int RunPaper(const Args& args);
 // The paper catalogue in its display order, at most limit papers unless limit is negative.
 void PrintPapers(std::ostream& out, const CPaperTypeMgr& mgr, int limit);
+int RunWatch(const Args& args);
+// The tour's stop: one change reported by the directory tracker.
+void TourDirectoryTracker();
 
 } // namespace tlvtool
 
