@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cwctype>
 #include <random>
+#include <utility>
+#include <vector>
 
 namespace tlv::platform {
 namespace {
@@ -178,6 +180,7 @@ std::error_code Stat(std::wstring_view path, FileInfo& info, bool followLinks) {
     info.ctimeNs = info.mtimeNs;
     info.inode = (static_cast<std::uint64_t>(bhi.nFileIndexHigh) << 32) | bhi.nFileIndexLow;
     info.device = bhi.dwVolumeSerialNumber;
+    info.links = bhi.nNumberOfLinks;
     // Windows keeps one read-only bit; the permission bits say what it allows.
     info.mode = (bhi.dwFileAttributes & FILE_ATTRIBUTE_READONLY) ? 0444 : 0666;
     if (info.kind == FileKind::kDirectory)
@@ -197,6 +200,39 @@ bool IsDirectory(std::wstring_view path) {
 bool IsRegularFile(std::wstring_view path) {
     const DWORD a = ::GetFileAttributesW(Str(path).c_str());
     return a != INVALID_FILE_ATTRIBUTES && !(a & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+std::error_code CanonicalPath(std::wstring_view path, std::wstring& canonical) {
+    canonical.clear();
+    // The handle's final path resolves links and junctions as the system follows them.
+    HANDLE h =
+        ::CreateFileW(Str(path).c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (h == INVALID_HANDLE_VALUE)
+        return LastWin32();
+    std::wstring buffer(MAX_PATH, L'\0');
+    DWORD n = ::GetFinalPathNameByHandleW(h, buffer.data(), static_cast<DWORD>(buffer.size()),
+                                          FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+    if (n >= buffer.size()) { // too small: n is the size needed, with the NUL
+        buffer.assign(n, L'\0');
+        n = ::GetFinalPathNameByHandleW(h, buffer.data(), static_cast<DWORD>(buffer.size()),
+                                        FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+    }
+    const std::error_code ec = n == 0 || n >= buffer.size() ? LastWin32() : std::error_code();
+    ::CloseHandle(h);
+    if (ec)
+        return ec;
+    buffer.resize(n);
+    // "\\?\C:\x" is given back as "C:\x", "\\?\UNC\server\share" as "\\server\share",
+    // so that the result compares with paths callers build themselves.
+    std::wstring_view v(buffer);
+    if (v.substr(0, 8) == L"\\\\?\\UNC\\")
+        canonical = L"\\" + std::wstring(v.substr(7));
+    else if (v.substr(0, 4) == L"\\\\?\\")
+        canonical = std::wstring(v.substr(4));
+    else
+        canonical = std::wstring(v);
+    return {};
 }
 
 bool SameFile(std::wstring_view a, std::wstring_view b) {
@@ -389,6 +425,46 @@ std::error_code WriteFileAtomically(std::wstring_view widePath, std::string_view
     return {};
 }
 
+int RemoveStaleTemporaries(std::wstring_view widePath) {
+    const std::wstring path(widePath);
+    std::size_t cut = path.size();
+    while (cut > 0 && !IsSeparator(path[cut - 1]) && path[cut - 1] != L':')
+        --cut;
+    const std::wstring base = path.substr(cut);
+    const std::wstring folder = ParentPath(path);
+    // Only names of the temporary's length come back: base, a dot and six characters.
+    const std::wstring pattern = JoinPath(folder, base + L".??????");
+    WIN32_FIND_DATAW found{};
+    HANDLE find = ::FindFirstFileW(pattern.c_str(), &found);
+    if (find == INVALID_HANDLE_VALUE)
+        return 0;
+    int removed = 0;
+    do {
+        const std::wstring_view name(found.cFileName);
+        // The system matches case-insensitively and "?" may match nothing at the end.
+        if (name.size() != base.size() + 7 || name.compare(0, base.size(), base) != 0 ||
+            name[base.size()] != L'.')
+            continue;
+        const std::wstring_view tail = name.substr(base.size() + 1);
+        bool alnum = true, lower = false, upper = false, digit = false;
+        for (wchar_t c : tail) {
+            lower |= c >= L'a' && c <= L'z';
+            upper |= c >= L'A' && c <= L'Z';
+            digit |= c >= L'0' && c <= L'9';
+            alnum &=
+                (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || (c >= L'0' && c <= L'9');
+        }
+        if (!alnum || (!digit && lower != upper))
+            continue;
+        if (found.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT))
+            continue;
+        if (::DeleteFileW(JoinPath(folder, name).c_str()))
+            ++removed;
+    } while (::FindNextFileW(find, &found));
+    ::FindClose(find);
+    return removed;
+}
+
 std::error_code CreateTempFile(std::string_view prefix, std::string_view suffix,
                                std::wstring& path) {
     path.clear();
@@ -521,8 +597,21 @@ std::error_code File::Close() {
 
 // ---- Locks between processes -------------------------------------------------------------
 
+namespace {
+// The folders whose lock this thread holds, with how many PathLocks share each. A second
+// LockFileEx of the same range through another handle waits even in the same process.
+thread_local std::vector<std::pair<std::string, int>> t_heldFolders;
+} // namespace
+
 PathLock::PathLock(std::wstring_view path) {
     const std::wstring folder = ParentPath(path);
+    folder_ = NativePath(folder);
+    for (auto& held : t_heldFolders)
+        if (held.first == folder_) {
+            ++held.second;
+            nested_ = true;
+            return;
+        }
     if (!IsDirectory(folder)) {
         error_ = Win32(ERROR_PATH_NOT_FOUND);
         return;
@@ -543,14 +632,27 @@ PathLock::PathLock(std::wstring_view path) {
         return;
     }
     handle_ = h;
+    t_heldFolders.emplace_back(folder_, 1);
 }
 
 PathLock::~PathLock() {
+    if (!nested_ && !handle_)
+        return;
+    for (auto it = t_heldFolders.begin(); it != t_heldFolders.end(); ++it)
+        if (it->first == folder_) {
+            if (--it->second == 0)
+                t_heldFolders.erase(it);
+            break;
+        }
     if (handle_) {
         OVERLAPPED o{};
         ::UnlockFileEx(handle_, 0, 1, 0, &o);
         ::CloseHandle(handle_);
     }
+}
+
+bool PathLock::Locked() const {
+    return handle_ != nullptr || nested_;
 }
 
 // ---- Errors ------------------------------------------------------------------------------
