@@ -1,4 +1,5 @@
-// An open file whose change is checked through its descriptor: one fstat, no path look-up.
+// An open file whose change is checked through its descriptor (a handle on Windows): one
+// query of the open file, no path look-up.
 // Readers that answer from a cache use it to validate every read cheaply.
 #ifndef TLVUTL_PLATFORM_HELD_FILE_H
 #define TLVUTL_PLATFORM_HELD_FILE_H
@@ -18,10 +19,20 @@ public:
     HeldFile(const HeldFile&) = delete;
     HeldFile& operator=(const HeldFile&) = delete;
 
-    bool IsOpen() const { return fd_ >= 0; }
+#ifdef _WIN32
+    bool IsOpen() const {
+        return handle_ != nullptr;
+    }
+#else
+    bool IsOpen() const {
+        return fd_ >= 0;
+    }
+#endif
     // The path was a symbolic link: the link may be pointed elsewhere while the held file
     // stays as it is, so such paths must be checked by name.
-    bool ThroughLink() const { return link_; }
+    bool ThroughLink() const {
+        return link_;
+    }
     // The held file as it is now. info.links is 0 once no name links to it any more:
     // deleted, or replaced by a rename (which is how atomic writers, this library's
     // included, write).
@@ -30,7 +41,11 @@ public:
     std::error_code ReadAll(std::string& bytes) const;
 
 private:
+#ifdef _WIN32
+    void* handle_ = nullptr; // the file, open for reading with every sharing mode
+#else
     int fd_ = -1;
+#endif
     bool link_ = false;
 };
 
