@@ -58,11 +58,15 @@ HANDLE DirectoryTracker::_TrackChangeIn(const std::wstring& folder, int watchSub
     const std::string path = platform::NativePath(folder);
     HANDLE result = INVALID_HANDLE_VALUE;
     std::string limit;
+    std::string unavailable; // no notification instance could be made, and not for a limit
     {
         ListChange change(*this);
         std::error_code error;
-        if (!m_notifier)
+        if (!m_notifier) {
             m_notifier = platform::ChangeNotifier::Create(error);
+            if (!m_notifier && error)
+                unavailable = error.message();
+        }
         if (m_notifier) {
             const std::uintptr_t handle = m_nextHandle++;
             if (m_notifier->Add(handle, path, watchSubtree != 0, filter, error)) {
@@ -77,6 +81,11 @@ HANDLE DirectoryTracker::_TrackChangeIn(const std::wstring& folder, int watchSub
     if (!limit.empty()) {
         const std::wstring text = L"Directory tracking: cannot watch \"" + folder + L"\": " +
                                   TlvUtils::FromUtf8(limit) + L" is reached";
+        TlvUtl::OutputDebugText(text.c_str());
+    } else if (!unavailable.empty()) {
+        const std::wstring text = L"Directory tracking: cannot watch \"" + folder +
+                                  L"\": no folder notifications (" +
+                                  TlvUtils::FromUtf8(unavailable) + L")";
         TlvUtl::OutputDebugText(text.c_str());
     }
     return result;
