@@ -138,6 +138,15 @@ LONG RegApplyChanges(HKEY root, const std::vector<RegChange>& changes) {
     return ERROR_SUCCESS;
 }
 
+// The system's registry has no transaction spanning roots here: each root's changes are made
+// in turn, and a failure stops before the next root (the roots before it keep theirs).
+LONG RegApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>>>& sets) {
+    for (const auto& set : sets)
+        if (const LONG r = RegApplyChanges(set.first, set.second); r != ERROR_SUCCESS)
+            return r;
+    return ERROR_SUCCESS;
+}
+
 } // namespace tlv::platform
 
 namespace TlvUtl {
@@ -151,6 +160,13 @@ void SetRegistryDirectory(const std::wstring&) {}
 
 std::wstring GetRegistryStoreFile(HKEY) {
     return {};
+}
+
+// The system checks its own hives; there is no file of the library's to read.
+LONG CheckRegistryStore(HKEY, std::vector<std::wstring>* problems) {
+    if (problems)
+        problems->clear();
+    return ERROR_NOT_SUPPORTED;
 }
 
 } // namespace TlvUtl
