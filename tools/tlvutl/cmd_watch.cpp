@@ -19,9 +19,14 @@
 #include <string>
 #include <vector>
 
+#ifdef _WIN32
+#include <atomic>
+#include <thread>
+#else
 #include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
+#endif
 
 namespace tlvtool {
 namespace {
@@ -65,13 +70,26 @@ std::string Timestamp() {
         std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() %
         1000;
     std::tm local{};
+#ifdef _WIN32
+    localtime_s(&local, &seconds);
+#else
     localtime_r(&seconds, &local);
+#endif
     char text[40];
     std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
     char full[48];
     std::snprintf(full, sizeof full, "%s.%03d", text, static_cast<int>(ms));
     return full;
 }
+
+#ifdef _WIN32
+// The console's Ctrl-C arrives as SIGINT on a thread of the runtime's; the main thread looks
+// at the flag between naps.
+std::atomic<bool> g_stop{false};
+extern "C" void OnStopSignal(int) {
+    g_stop = true;
+}
+#endif
 
 } // namespace
 
@@ -98,13 +116,18 @@ int RunWatch(const Args& args) {
     if (!filter)
         ParseFilter("all", filter);
 
-    // Interrupts are taken by this thread alone, in sigwait: the tracker's worker (started
-    // after this) inherits the blocked mask.
+        // Interrupts are taken by this thread alone, in sigwait: the tracker's worker (started
+        // after this) inherits the blocked mask.
+#ifdef _WIN32
+    std::signal(SIGINT, OnStopSignal);
+    std::signal(SIGTERM, OnStopSignal);
+#else
     sigset_t stopSignals;
     sigemptyset(&stopSignals);
     sigaddset(&stopSignals, SIGINT);
     sigaddset(&stopSignals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+#endif
 
     std::mutex out;
     std::vector<CDirectoriesChangesTracker::TrackingHandle> handles;
@@ -129,8 +152,13 @@ int RunWatch(const Args& args) {
         std::cerr << "watching " << folders.size() << (folders.size() == 1 ? " folder" : " folders")
                   << (subtree ? " and their sub-folders" : "") << "; Ctrl-C stops" << std::endl;
     }
+#ifdef _WIN32
+    while (!g_stop.load())
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+#else
     int signal = 0;
     sigwait(&stopSignals, &signal);
+#endif
     CDirectoriesChangesTracker::AppShuttingDown();
     handles.clear();
     std::cerr << "stopped" << std::endl;
@@ -139,6 +167,10 @@ int RunWatch(const Args& args) {
 
 void TourDirectoryTracker() {
     std::cout << "\n== Directory change tracker ==\n";
+#ifdef _WIN32
+    // This build has no folder notifications: the tracker refuses every folder.
+    std::cout << "folder tracking is not available in this build\n";
+#else
     std::string pattern = (std::filesystem::temp_directory_path() / "tlvutl-tour-XXXXXX").string();
     if (!mkdtemp(pattern.data())) {
         std::cout << "no temporary folder to watch\n";
@@ -177,6 +209,7 @@ void TourDirectoryTracker() {
     CDirectoriesChangesTracker::AppShuttingDown();
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
+#endif
 }
 
 } // namespace tlvtool
