@@ -1,6 +1,8 @@
 // The held file on a Win32 handle. It is opened with every sharing mode, delete included, so
-// that holding it never stops a writer from replacing the file by a rename or deleting it;
-// the handle then still reads the old content and its link count says the name is gone.
+// that holding it never stops another process from writing or deleting the file; after a
+// deletion the handle still reads the old content and its link count says the name is gone.
+// A rename over a held file is refused by the system while the handle is open (the name
+// stays until the last handle closes), so atomic writers of a held file must close it first.
 #include "held_file.h"
 
 #include <windows.h>

@@ -1,14 +1,17 @@
 // The Windows backend of the platform layer on the system's own services: drive-letter and
 // UNC paths, wide file names, Win32 error codes, the lock, shell links, the resource DLL's
 // string table, byte-exact registry values, the message-only window's timers, the locale.
+#include "platform/change_notification.h"
 #include "platform/console.h"
 #include "platform/file_system.h"
+#include "platform/held_file.h"
 #include "platform/message_loop.h"
 #include "platform/module_loader.h"
 #include "platform/registry_raw.h"
 #include "platform/special_folders.h"
 #include "platform/user_locale.h"
 
+#include <tlvutl/dir_tracker.h>
 #include <tlvutl/encoding.h>
 #include <tlvutl/locale.h>
 #include <tlvutl/profile.h>
@@ -177,6 +180,131 @@ TEST(WinFiles, PathLockExcludesAnotherHolderUntilReleased) {
     fs::PathLock missing(dir / L"nowhere\\x.ini");
     EXPECT_FALSE(missing.Locked());
     EXPECT_EQ(fs::Win32Error(missing.Error()), DWORD{ERROR_PATH_NOT_FOUND});
+}
+
+TEST(WinFiles, PathLockTakenAgainOnOneThreadOnlyCounts) {
+    ScratchFolder dir;
+    const std::wstring file = dir / L"réglages.ini";
+    std::atomic<int> stage{0};
+    std::thread other;
+    {
+        fs::PathLock outer(file);
+        ASSERT_TRUE(outer.Locked());
+        {
+            // Another file of the same folder: the same lock, which would wait forever if the
+            // inner one asked the system again.
+            fs::PathLock inner(dir / L"другой.ini");
+            ASSERT_TRUE(inner.Locked());
+        }
+        // The inner lock's end must not release the outer one.
+        other = std::thread([&] {
+            fs::PathLock second(file);
+            stage = second.Locked() ? 2 : 3;
+        });
+        std::this_thread::sleep_for(100ms);
+        EXPECT_EQ(stage.load(), 0) << "the inner lock's end released the folder";
+    }
+    other.join();
+    EXPECT_EQ(stage.load(), 2);
+}
+
+TEST(WinFiles, HeldFileSurvivesDeletionAndKeepsOldBytes) {
+    ScratchFolder dir;
+    const std::wstring file = dir / L"кэш 設定.ini";
+    ASSERT_FALSE(fs::WriteFileAtomically(file, "old"));
+    fs::HeldFile held(file);
+    ASSERT_TRUE(held.IsOpen());
+    EXPECT_FALSE(held.ThroughLink());
+    fs::FileInfo before;
+    ASSERT_FALSE(held.Stat(before));
+    EXPECT_EQ(before.links, 1u);
+    EXPECT_EQ(before.size, 3);
+    fs::FileInfo byName;
+    ASSERT_FALSE(fs::Stat(file, byName));
+    EXPECT_EQ(byName.inode, before.inode);
+    EXPECT_EQ(byName.links, 1u);
+
+    EXPECT_FALSE(fs::HeldFile(dir / L"missing.ini").IsOpen());
+    EXPECT_FALSE(fs::HeldFile(dir.Path()).IsOpen()) << "a folder is not a held file";
+
+    // Holding the file does not stop its deletion: the handle still reads the old bytes and
+    // says no name is left.
+    ASSERT_TRUE(::DeleteFileW(file.c_str())) << ::GetLastError();
+    fs::FileInfo after;
+    ASSERT_FALSE(held.Stat(after));
+    std::string bytes;
+    ASSERT_FALSE(held.ReadAll(bytes));
+    EXPECT_EQ(bytes, "old");
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine does not report a pending deletion on the open handle");
+    EXPECT_EQ(after.links, 0u) << "a deleted file must say its name is gone";
+}
+
+TEST(WinFiles, CanonicalPathResolvesDotsAndComparesWithBuiltPaths) {
+    ScratchFolder dir;
+    ASSERT_FALSE(fs::CreateDirectories(dir / L"ä\\б"));
+    std::wstring top, inner;
+    ASSERT_FALSE(fs::CanonicalPath(dir.Path(), top));
+    ASSERT_FALSE(fs::CanonicalPath(dir.Path() + L"\\ä\\б\\..\\.\\б", inner));
+    EXPECT_EQ(inner, top + L"\\ä\\б");
+    EXPECT_NE(top.substr(0, 4), L"\\\\?\\") << "the long-path prefix is stripped";
+    std::wstring missing = L"x";
+    const std::error_code ec = fs::CanonicalPath(dir / L"nowhere", missing);
+    EXPECT_EQ(fs::Win32Error(ec), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_TRUE(missing.empty());
+}
+
+TEST(WinFiles, StaleTemporariesRemovedAndLookAlikesKept) {
+    ScratchFolder dir;
+    const std::wstring file = dir / L"prefs ñ.ini";
+    ASSERT_FALSE(fs::WriteFileAtomically(file, "keep"));
+    for (const wchar_t* stale : {L".a1B2c3", L".ZZZZZ9", L".q7w8e9"})
+        ASSERT_FALSE(fs::WriteFileAtomically(file + stale, "x"));
+    // One case only, too short, too long, another punctuation, another file's temporary.
+    for (const wchar_t* kept : {L".backup", L".RETAIN", L".a1b2c", L".a1b2c3d", L".a1-2c3"})
+        ASSERT_FALSE(fs::WriteFileAtomically(file + kept, "y"));
+    ASSERT_FALSE(fs::WriteFileAtomically(dir / L"other.ini.a1b2c3", "z"));
+    ASSERT_FALSE(fs::CreateDirectories(file + L".d1r2c3")); // a folder is never removed
+    EXPECT_EQ(fs::RemoveStaleTemporaries(file), 3);
+    std::vector<fs::DirEntry> entries;
+    ASSERT_FALSE(fs::ListDirectory(dir.Path(), entries));
+    EXPECT_EQ(entries.size(), 1u + 5u + 1u + 1u);
+    EXPECT_TRUE(fs::Exists(file));
+    EXPECT_EQ(fs::RemoveStaleTemporaries(file), 0);
+    EXPECT_EQ(fs::RemoveStaleTemporaries(dir / L"nowhere\\x.ini"), 0);
+}
+
+TEST(WinTracker, RegistrationIsRefusedWithTheInvalidHandle) {
+    ScratchFolder dir;
+    auto watch = CDirectoriesChangesTracker::TrackChangeIn(CString(dir.Path().c_str()), TRUE,
+                                                           FILE_NOTIFY_CHANGE_FILE_NAME, [] {}, {});
+    EXPECT_EQ(watch.get(), INVALID_HANDLE_VALUE);
+    watch.reset(); // the invalid value is ignored
+    CDirectoriesChangesTracker::StopTrackingAnyChanges();
+}
+
+TEST(WinTracker, WaitEventsStayReadableUntilReset) {
+    fs::WaitEvent a, b;
+    const int fds[3] = {a.Descriptor(), -1, b.Descriptor()};
+    bool ready[3] = {true, true, true};
+    ASSERT_TRUE(b.Signal());
+    ASSERT_TRUE(a.Signal());
+    ASSERT_TRUE(fs::WaitForAnyReadable(fds, 3, ready));
+    EXPECT_TRUE(ready[0]);
+    EXPECT_FALSE(ready[1]);
+    EXPECT_TRUE(ready[2]) << "a second signalled event is reported in the same wait";
+    a.Reset();
+    ASSERT_TRUE(fs::WaitForAnyReadable(fds, 3, ready));
+    EXPECT_FALSE(ready[0]);
+    EXPECT_TRUE(ready[2]) << "waiting does not consume an event";
+    b.Reset();
+    std::thread signaller([&] {
+        std::this_thread::sleep_for(50ms);
+        a.Signal();
+    });
+    ASSERT_TRUE(fs::WaitForAnyReadable(fds, 3, ready));
+    signaller.join();
+    EXPECT_TRUE(ready[0]);
+    EXPECT_FALSE(ready[2]);
 }
 
 TEST(WinFiles, FolderLinkIsAShellLinkFile) {
