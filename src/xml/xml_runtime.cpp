@@ -107,6 +107,13 @@ bool LocalPathOf(const char* url, std::string& path) {
             xmlFree(unescaped);
         }
     }
+#ifdef _WIN32
+    // "file:/C:/x" and "file:///C:/x" name the drive path "C:/x".
+    if (text.size() >= 3 && text[0] == '/' &&
+        ((text[1] >= 'A' && text[1] <= 'Z') || (text[1] >= 'a' && text[1] <= 'z')) &&
+        text[2] == ':')
+        text.erase(0, 1);
+#endif
     path = std::move(text);
     return !path.empty();
 }
@@ -266,8 +273,10 @@ LoadPolicy::LoadPolicy(const std::vector<std::string>& folders) : previous_(t_po
         if (folder.empty() || !Resolve(folder, canonical))
             continue;
         std::string f = TlvUtils::ToUtf8(canonical);
-        if (f.empty() || f.back() != '/')
-            f += '/';
+        // Canonical paths use the system's separator ('\\' on Windows).
+        const char separator = static_cast<char>(tlv::platform::kPathSeparator);
+        if (f.empty() || f.back() != separator)
+            f += separator;
         policy->folders.push_back(std::move(f));
     }
     t_policy = policy;
