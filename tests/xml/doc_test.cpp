@@ -62,8 +62,7 @@ TEST_F(XmlFiles, SavedFilesAreIndentedUtf8AndReloadIdentically) {
     std::ptrdiff_t entries = 0;
     for (const auto& entry : fs::directory_iterator(dir))
         entries += entry.path().filename() == ".tlvutl.lock" ? 0 : 1; // the Windows path lock's
-    EXPECT_EQ(entries, 1)
-        << "no temporary file is left beside the saved one";
+    EXPECT_EQ(entries, 1) << "no temporary file is left beside the saved one";
 }
 
 TEST_F(XmlFiles, FilesInNonAsciiFoldersUnderAnyLocale) {
