@@ -23,7 +23,12 @@ inline bool UnderWine() {
 #define TLVUTL_KNOWN_WINE_DIFFERENCE(reason)                                                       \
     if (platform_marks::UnderWine())                                                               \
     GTEST_SKIP() << "known Wine difference: " << reason
+// A defect of the Windows build that is known and not yet fixed: skipped there with its
+// description, so it shows in every run until it is fixed.
+#define TLVUTL_OPEN_WINDOWS_DEFECT(reason)                                                         \
+    GTEST_SKIP() << "open defect of the Windows build: " << reason
 #else
+#define TLVUTL_OPEN_WINDOWS_DEFECT(reason) static_cast<void>(0)
 #define TLVUTL_POSIX_ONLY(reason) static_cast<void>(0)
 #define TLVUTL_KNOWN_WINE_DIFFERENCE(reason) static_cast<void>(0)
 #endif
