@@ -138,10 +138,8 @@ printf '<xs:schema %s><xs:include schemaLocation="sub/good.xsd"/></xs:schema>' "
 expect 0 "$tlvutl" xml validate "$work/dir/in.xml" "$work/dir/good.xsd"
 
 # ---- limits: refused at once, with a clear message -----------------------------------------
-python3 - "$work/dir/attrs.xml" <<'END'
-import sys
-open(sys.argv[1], "w").write("<r " + " ".join("a%d='1'" % i for i in range(200000)) + "/>")
-END
+awk 'BEGIN { printf "<r"; for (i = 0; i < 200000; i++) printf " a%d=\0471\047", i; print "/>" }' \
+  >"$work/dir/attrs.xml"
 expect 1 timeout 20 "$tlvutl" xml get "$work/dir/attrs.xml" r
 case "$err" in *"more than 10000 attributes"*) ;; *) fail "200,000 attributes: $err" ;; esac
 echo "xml CLI: all checks passed"
