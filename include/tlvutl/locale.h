@@ -38,15 +38,6 @@ typedef DWORD GEOCLASS;
 #define GEOCLASS_NATION 16u
 #define GEOID_NOT_AVAILABLE (-1)
 #endif
-#ifndef ERROR_INSUFFICIENT_BUFFER
-#define ERROR_INSUFFICIENT_BUFFER 122
-#endif
-#ifndef ERROR_INVALID_PARAMETER
-#define ERROR_INVALID_PARAMETER 87
-#endif
-#ifndef ERROR_INVALID_FLAGS
-#define ERROR_INVALID_FLAGS 1004
-#endif
 
 #ifndef _WIN32 // the Windows build takes it from the platform's headers
 typedef struct _numberfmtW {

@@ -235,11 +235,6 @@ std::error_code CanonicalPath(std::wstring_view path, std::wstring& canonical) {
     return {};
 }
 
-bool SameFile(std::wstring_view a, std::wstring_view b) {
-    FileInfo x, y;
-    return !Stat(a, x) && !Stat(b, y) && x.inode == y.inode && x.device == y.device;
-}
-
 std::error_code ListDirectory(std::wstring_view folder, std::vector<DirEntry>& entries) {
     entries.clear();
     std::wstring pattern(folder);
@@ -310,44 +305,10 @@ std::error_code SetPermissions(std::wstring_view path, std::uint32_t mode) {
     return {};
 }
 
-std::error_code MakeWritableByOwner(std::wstring_view path) {
-    FileInfo info;
-    if (const std::error_code ec = Stat(path, info))
-        return ec;
-    if (info.mode & 0200)
-        return {};
-    return SetPermissions(path, info.mode | 0200);
-}
-
 std::error_code CopyFile(std::wstring_view from, std::wstring_view to) {
     if (!::CopyFileW(Str(from).c_str(), Str(to).c_str(), FALSE))
         return LastWin32();
     return {};
-}
-
-std::error_code CopyTree(std::wstring_view from, std::wstring_view to) {
-    std::vector<DirEntry> entries;
-    if (const std::error_code ec = ListDirectory(from, entries))
-        return ec;
-    std::error_code first = CreateDirectories(to);
-    for (const DirEntry& e : entries) {
-        const std::wstring source = JoinPath(from, e.name);
-        const std::wstring target = JoinPath(to, e.name);
-        FileKind kind = e.kind;
-        if (kind == FileKind::kLink) {
-            FileInfo info;
-            Stat(source, info);
-            kind = info.kind;
-        }
-        std::error_code ec;
-        if (kind == FileKind::kDirectory)
-            ec = CopyTree(source, target);
-        else if (kind == FileKind::kFile && !(ec = CopyFile(source, target)))
-            ec = MakeWritableByOwner(target);
-        if (ec && !first)
-            first = ec;
-    }
-    return first;
 }
 
 std::error_code Remove(std::wstring_view path) {

@@ -6,16 +6,14 @@
 // pop and push (logarithmic, a few hundred nanoseconds at ten thousand timers) and the same
 // three system calls whatever the number of timers, a host's loop sees one descriptor, and
 // ten thousand timers do not need ten thousand descriptors (the usual limit is 1,024).
-// Restarted and stopped timers leave stale heap entries behind, recognised by a generation
-// number and dropped when they reach the top; the heap is rebuilt when they outnumber the
-// live ones.
+// The deadlines themselves are a TimerSchedule, shared with the Windows loop.
 #include "message_loop.h"
+#include "timer_schedule.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <mutex>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -73,22 +71,7 @@ struct MessageLoop::State {
     int timer = -1;
     int wake = -1;
 
-    struct Timer {
-        std::int64_t interval;
-        std::uint64_t generation;
-    };
-    struct Entry {
-        std::int64_t deadline;
-        std::uint32_t id;
-        std::uint64_t generation;
-    };
-    // Orders the heap so that the earliest deadline is on top.
-    struct Later {
-        bool operator()(const Entry& a, const Entry& b) const { return a.deadline > b.deadline; }
-    };
-    std::unordered_map<std::uint32_t, Timer> timers;
-    std::vector<Entry> heap;
-    std::uint64_t nextGeneration = 1;
+    TimerSchedule schedule;
     std::int64_t armed = 0; // the timerfd's deadline; 0 while disarmed
     bool expired = false;   // the timerfd may be readable: setting it again clears that
     bool quit = false;
@@ -107,38 +90,11 @@ struct MessageLoop::State {
         CloseFd(wake);
     }
 
-    bool IsLive(const Entry& e) const {
-        auto it = timers.find(e.id);
-        return it != timers.end() && it->second.generation == e.generation;
-    }
-
-    void Push(const Entry& e) {
-        heap.push_back(e);
-        std::push_heap(heap.begin(), heap.end(), Later());
-    }
-    Entry Pop() {
-        std::pop_heap(heap.begin(), heap.end(), Later());
-        Entry e = heap.back();
-        heap.pop_back();
-        return e;
-    }
-    void DropStaleTop() {
-        while (!heap.empty() && !IsLive(heap.front()))
-            Pop();
-    }
-    void CompactIfStale() {
-        if (heap.size() <= 2 * timers.size() + 64)
-            return;
-        std::erase_if(heap, [this](const Entry& e) { return !IsLive(e); });
-        std::make_heap(heap.begin(), heap.end(), Later());
-    }
-
     // Points the timerfd at the earliest live deadline (or disarms it), when that changed
     // or when it has expired. Setting it resets its expiration count, which is how an
     // expiry is consumed without reading it: one system call per tick.
     void Arm() {
-        DropStaleTop();
-        const std::int64_t want = heap.empty() ? 0 : heap.front().deadline;
+        const std::int64_t want = schedule.NextDeadline();
         if (want == armed && !expired)
             return;
         itimerspec spec{};
@@ -184,17 +140,14 @@ void MessageLoop::SetTimer(std::uint32_t id, nanoseconds interval) {
         return;
     State& s = *state_;
     const std::int64_t ns = std::max<std::int64_t>(interval.count(), 1000000);
-    const std::uint64_t generation = s.nextGeneration++;
-    s.timers[id] = State::Timer{ns, generation};
-    s.Push(State::Entry{NowNs() + ns, id, generation});
-    s.CompactIfStale();
+    s.schedule.Set(id, ns, NowNs());
     s.Arm();
 }
 
 bool MessageLoop::KillTimer(std::uint32_t id) {
     // The heap entry goes stale; re-arming drops it when it was the earliest, so the
     // descriptor does not wake a host's loop for nothing.
-    if (state_->timers.erase(id) == 0)
+    if (!state_->schedule.Kill(id))
         return false;
     if (!closed_)
         state_->Arm();
@@ -202,7 +155,7 @@ bool MessageLoop::KillTimer(std::uint32_t id) {
 }
 
 std::size_t MessageLoop::TimerCount() const {
-    return state_->timers.size();
+    return state_->schedule.Count();
 }
 
 int MessageLoop::Dispatch() {
@@ -230,17 +183,9 @@ int MessageLoop::Dispatch() {
     // Each tick is rescheduled before its handler runs, so a handler may stop, restart or
     // add timers, or dispatch again from a nested loop. A rescheduled deadline lies in the
     // future, so this ends.
-    while (!closed_ && !s.heap.empty() && s.heap.front().deadline <= now) {
-        const State::Entry e = s.Pop();
-        auto it = s.timers.find(e.id);
-        if (it == s.timers.end() || it->second.generation != e.generation)
-            continue;
-        // Drift-free while on time; a timer that fell behind ticks once and starts over.
-        std::int64_t next = e.deadline + it->second.interval;
-        if (next <= now)
-            next = now + it->second.interval;
-        s.Push(State::Entry{next, e.id, e.generation});
-        s.handler(s.context, e.id);
+    std::uint32_t id = 0;
+    while (!closed_ && s.schedule.TakeDue(now, id)) {
+        s.handler(s.context, id);
         ++handled;
     }
     if (!closed_)
@@ -289,8 +234,7 @@ void MessageLoop::RunFor(nanoseconds duration) {
 void MessageLoop::Close() {
     State& s = *state_;
     closed_ = true;
-    s.timers.clear();
-    s.heap.clear();
+    s.schedule.Clear();
     itimerspec off{};
     timerfd_settime(s.timer, 0, &off, nullptr);
     s.armed = 0;

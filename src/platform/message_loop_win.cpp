@@ -3,6 +3,7 @@
 // earliest deadline, so a tick costs the same with one timer or thousands and no process
 // runs out of window timers. Other threads queue calls and post a message to wake the loop.
 #include "message_loop.h"
+#include "timer_schedule.h"
 
 #include <windows.h>
 
@@ -64,48 +65,7 @@ struct MessageLoop::State {
     void* context = nullptr;
     HWND window = nullptr;
 
-    struct Timer {
-        std::int64_t interval;
-        std::uint64_t generation;
-    };
-    struct Entry {
-        std::int64_t deadline;
-        std::uint32_t id;
-        std::uint64_t generation;
-    };
-    // Orders the heap so that the earliest deadline is on top.
-    struct Later {
-        bool operator()(const Entry& a, const Entry& b) const { return a.deadline > b.deadline; }
-    };
-    std::unordered_map<std::uint32_t, Timer> timers;
-    std::vector<Entry> heap;
-    std::uint64_t nextGeneration = 1;
-
-    bool IsLive(const Entry& e) const {
-        auto it = timers.find(e.id);
-        return it != timers.end() && it->second.generation == e.generation;
-    }
-
-    void Push(const Entry& e) {
-        heap.push_back(e);
-        std::push_heap(heap.begin(), heap.end(), Later());
-    }
-    Entry Pop() {
-        std::pop_heap(heap.begin(), heap.end(), Later());
-        Entry e = heap.back();
-        heap.pop_back();
-        return e;
-    }
-    void DropStaleTop() {
-        while (!heap.empty() && !IsLive(heap.front()))
-            Pop();
-    }
-    void CompactIfStale() {
-        if (heap.size() <= 2 * timers.size() + 64)
-            return;
-        std::erase_if(heap, [this](const Entry& e) { return !IsLive(e); });
-        std::make_heap(heap.begin(), heap.end(), Later());
-    }
+    TimerSchedule schedule;
 
     std::int64_t armed = 0; // the deadline the window timer is set for; 0 while unset
     bool quit = false;
@@ -122,8 +82,7 @@ struct MessageLoop::State {
     // Sets the window timer to the earliest live deadline, or kills it. Window timers count
     // whole milliseconds and are late rather than early, so the wait rounds up.
     void Arm() {
-        DropStaleTop();
-        const std::int64_t want = heap.empty() ? 0 : heap.front().deadline;
+        const std::int64_t want = schedule.NextDeadline();
         if (want == armed)
             return;
         armed = want;
@@ -177,15 +136,12 @@ void MessageLoop::SetTimer(std::uint32_t id, nanoseconds interval) {
         return;
     State& s = *state_;
     const std::int64_t ns = std::max<std::int64_t>(interval.count(), 1000000);
-    const std::uint64_t generation = s.nextGeneration++;
-    s.timers[id] = State::Timer{ns, generation};
-    s.Push(State::Entry{NowNs() + ns, id, generation});
-    s.CompactIfStale();
+    s.schedule.Set(id, ns, NowNs());
     s.Arm();
 }
 
 bool MessageLoop::KillTimer(std::uint32_t id) {
-    if (state_->timers.erase(id) == 0)
+    if (!state_->schedule.Kill(id))
         return false;
     if (!closed_)
         state_->Arm();
@@ -193,7 +149,7 @@ bool MessageLoop::KillTimer(std::uint32_t id) {
 }
 
 std::size_t MessageLoop::TimerCount() const {
-    return state_->timers.size();
+    return state_->schedule.Count();
 }
 
 int MessageLoop::Dispatch() {
@@ -214,16 +170,9 @@ int MessageLoop::Dispatch() {
     const std::int64_t now = NowNs();
     if (s.armed != 0 && s.armed <= now)
         s.armed = -1; // due: the next Arm sets the window timer again
-    while (!closed_ && !s.heap.empty() && s.heap.front().deadline <= now) {
-        const State::Entry e = s.Pop();
-        auto it = s.timers.find(e.id);
-        if (it == s.timers.end() || it->second.generation != e.generation)
-            continue;
-        std::int64_t next = e.deadline + it->second.interval;
-        if (next <= now)
-            next = now + it->second.interval;
-        s.Push(State::Entry{next, e.id, e.generation});
-        s.handler(s.context, e.id);
+    std::uint32_t id = 0;
+    while (!closed_ && s.schedule.TakeDue(now, id)) {
+        s.handler(s.context, id);
         ++handled;
     }
     if (!closed_)
@@ -235,7 +184,8 @@ bool MessageLoop::Wait(nanoseconds timeout) {
     State& s = *state_;
     s.Pump();
     const auto due = [&] {
-        return s.posted.load() || (!s.heap.empty() && s.heap.front().deadline <= NowNs());
+        const std::int64_t next = s.schedule.NextDeadline();
+        return s.posted.load() || (next != 0 && next <= NowNs());
     };
     if (due())
         return true;
@@ -251,8 +201,8 @@ bool MessageLoop::Wait(nanoseconds timeout) {
         }
         // The window timer can be a few milliseconds late or early against the counter:
         // never sleep past the earliest deadline.
-        if (!s.heap.empty()) {
-            const std::int64_t left = s.heap.front().deadline - NowNs();
+        if (const std::int64_t next = s.schedule.NextDeadline(); next != 0) {
+            const std::int64_t left = next - NowNs();
             const DWORD toTick = left <= 0 ? 0
                                            : static_cast<DWORD>(std::min<std::int64_t>(
                                                  (left + 999999) / 1000000, 0x7FFFFFFE));
@@ -294,8 +244,7 @@ void MessageLoop::RunFor(nanoseconds duration) {
 void MessageLoop::Close() {
     State& s = *state_;
     closed_ = true;
-    s.timers.clear();
-    s.heap.clear();
+    s.schedule.Clear();
     ::KillTimer(s.window, kWakeTimer);
     s.armed = 0;
 }
