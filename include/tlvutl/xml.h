@@ -53,8 +53,8 @@
 // code needs. Copies are independent.
 class TLVUTL_API WXPath {
 public:
-    // @{
     // An empty path, a copy, or the given text as it stands (nothing is checked).
+    // @{
     WXPath();
     WXPath(const WXPath& other);
     WXPath(const CString& text);
@@ -64,8 +64,8 @@ public:
     // Copies the text of other.
     WXPath& operator=(const WXPath& other);
 
-    // @{
     // The text of the path.
+    // @{
     operator const CString&() const { return text_; }
     operator const wchar_t*() const { return text_.GetString(); }
     // @}
@@ -111,9 +111,9 @@ struct NodeListRef;
 
 // Shared references to the parser's objects. They are opaque: only the handle classes use
 // them.
-// @{
 // Opaque shared references to the parser's document, node and node list; only the handle classes
 // look inside.
+// @{
 using WXmlDocPtr = std::shared_ptr<TlvUtl::xml_detail::DocState>;
 using WXmlNodePtr = std::shared_ptr<TlvUtl::xml_detail::NodeRef>;
 using WXmlNodeListPtr = std::shared_ptr<TlvUtl::xml_detail::NodeListRef>;
@@ -126,8 +126,8 @@ class WXmlNode;
 // had; the message is the type word.
 class TLVUTL_API WXmlValueTypeNotFoundException {
 public:
-    // @{
     // An exception carrying message, a copy of one, and assignment.
+    // @{
     explicit WXmlValueTypeNotFoundException(const CString& message);
     WXmlValueTypeNotFoundException(const WXmlValueTypeNotFoundException& other);
     WXmlValueTypeNotFoundException& operator=(const WXmlValueTypeNotFoundException& other);
@@ -148,8 +148,8 @@ public:
     // selector is "." for the node's own text or "@name" for one of its attributes (the
     // first character is dropped whatever it is).
     WXmlValueAccessor(const WXmlNodePtr& node, const wchar_t* selector);
-    // @{
     // Copies share the same node and selector.
+    // @{
     WXmlValueAccessor(const WXmlValueAccessor& other);
     WXmlValueAccessor& operator=(const WXmlValueAccessor& other);
     // @}
@@ -168,9 +168,9 @@ public:
     // empty optional when the target is missing or its text is not in T's form.
     template <class T> TlvUtils::optional<T> Get() const;
 
-    // @{
     // The value, or defaultValue when Get<T> gives none; these never throw for a missing or
     // malformed value. GetPoint and GetSize read "(%d,%d)", GetRect "%d,%d,%d,%d".
+    // @{
     bool GetBool(bool defaultValue) const;
     int GetInt(int defaultValue) const;
     __int64 GetIntPtr(__int64 defaultValue) const;
@@ -181,9 +181,9 @@ public:
     CRect GetRect(CRect defaultValue) const;
     // @}
 
-    // @{
     // The value, or WXmlValueTypeNotFoundException with the type word as message when Get<T> gives
     // none.
+    // @{
     bool GetBool_throws() const;
     int GetInt_throws() const;
     __int64 GetIntPtr_throws() const;
@@ -206,9 +206,9 @@ public:
     CRect GetRect() const { return GetRect_throws(); }
     // @}
 
-    // @{
     // Finds or creates the target and writes value in its text form; throws
     // WXmlValueTypeNotFoundException when no target can be had (an empty node).
+    // @{
     void SetBool(bool value);
     void SetInt(int value);
     void SetIntPtr(__int64 value);
@@ -247,8 +247,8 @@ private:
     std::string attribute_; // otherwise: the selector without its first character, as UTF-8
 };
 
-// @{
 // The explicit instantiations of Get for the eight value types.
+// @{
 template <> TLVUTL_API TlvUtils::optional<bool> WXmlValueAccessor::Get<bool>() const;
 template <> TLVUTL_API TlvUtils::optional<int> WXmlValueAccessor::Get<int>() const;
 template <> TLVUTL_API TlvUtils::optional<__int64> WXmlValueAccessor::Get<__int64>() const;
@@ -267,8 +267,8 @@ public:
     // while its list lives.
     class TLVUTL_API const_iterator {
     public:
-        // @{
         // The standard iterator traits: a forward iterator of WXmlNode values, yielded by value.
+        // @{
         using iterator_category = std::forward_iterator_tag;
         using value_type = WXmlNode;
         using difference_type = std::ptrdiff_t;
@@ -281,8 +281,8 @@ public:
         const_iterator(const WXmlNodeList* list, int index) : list_(list), index_(index) {}
         // The node at the position, or an empty node past the end.
         WXmlNode operator*() const;
-        // @{
         // Moves to the next node (prefix and postfix).
+        // @{
         const_iterator& operator++() {
             ++index_;
             return *this;
@@ -293,8 +293,8 @@ public:
             return old;
         }
         // @}
-        // @{
         // Equal when at the same position (of the same list, which is not checked).
+        // @{
         friend bool operator==(const const_iterator& a, const const_iterator& b) {
             return a.index_ == b.index_;
         }
@@ -326,8 +326,8 @@ public:
     WXmlNode Node(int index) const;
     // Count() as std::size_t.
     std::size_t size() const { return static_cast<std::size_t>(Count()); }
-    // @{
     // The first position and one past the last, for range-for.
+    // @{
     const_iterator begin() const { return const_iterator(this, 0); }
     const_iterator end() const { return const_iterator(this, Count()); }
     // @}
@@ -341,16 +341,16 @@ private:
 // empty and every operation on it but IsValid throws ComError(E_POINTER).
 class TLVUTL_API WXmlNode {
 public:
-    // @{
     // An empty node, one over a parser node, a copy (sharing the node) and a move (leaving other
     // empty).
+    // @{
     WXmlNode();
     explicit WXmlNode(const WXmlNodePtr& node);
     WXmlNode(const WXmlNode& other);
     WXmlNode(WXmlNode&& other) noexcept;
     // @}
-    // @{
     // Assignment shares other's node; move assignment leaves other empty.
+    // @{
     WXmlNode& operator=(const WXmlNode& other);
     WXmlNode& operator=(WXmlNode&& other) noexcept;
     // @}
@@ -424,13 +424,13 @@ public:
     WXmlNode Clone(bool deep) const;
     // Empty for the document node and for attributes (as in the DOM).
     WXmlNode GetParentNode();
-    // @{
     // The document the node belongs to (also after that document was reloaded).
+    // @{
     WXmlDoc GetOwnerDocument();
     const WXmlDoc GetOwnerDocument() const;
     // @}
-    // @{
     // Whether the node has children, and how many (attributes are no children).
+    // @{
     bool HasChildren() const;
     int GetNumChildren() const;
     // @}
@@ -446,8 +446,8 @@ public:
     // An unloaded document; preserveWhiteSpace keeps white-space text nodes when loading and writes
     // without indenting.
     explicit WXmlDoc(bool preserveWhiteSpace = false);
-    // @{
     // A handle sharing an existing parser document, and a copy sharing other's.
+    // @{
     WXmlDoc(const WXmlDocPtr& doc);
     WXmlDoc(const WXmlDoc& other);
     // @}
@@ -462,9 +462,9 @@ public:
     // The shared parser reference, for the other handle classes.
     const WXmlDocPtr& GetDocPtr() const { return doc_; }
 
-    // @{
     // A new document (white space not preserved) loaded from a file, a stream or a text; when the
     // load fails the document is left unloaded (see IsLoaded and TlvUtl::XmlLastError).
+    // @{
     static WXmlDoc CreateFromFile(const wchar_t* path);
     static WXmlDoc CreateFromStream(IStream* stream);
     static WXmlDoc CreateFromString(const wchar_t* text);
@@ -497,9 +497,9 @@ public:
     bool IsLoaded() const;
     // A new element of this document, not yet attached; text may be null.
     WXmlNode CreateNode(const wchar_t* name, const wchar_t* text);
-    // @{
     // All nodes the path selects from the document, in document order; the bool overload is false
     // when there is none.
+    // @{
     bool GetNodes(const WXPath& path, WXmlNodeList& list);
     WXmlNodeList GetNodes(const WXPath& path);
     // @}
