@@ -36,8 +36,8 @@ typedef struct AFX_EXTENSION_MODULE {
     HMODULE hResource;
 } AFX_EXTENSION_MODULE;
 
-/* Fatal-error codes in use. */
-/* @{ */
+/* Fatal-error codes in use.
+ * @{ */
 #define UTL_FATAL_ALLOCATION 1000u
 #define UTL_FATAL_LOCK 1001u
 #define UTL_FATAL_RESIZE 1002u
