@@ -91,6 +91,9 @@ for my $line (@lines) {
         my ($lead, $rest) = ($1, substr($line, $+[0]));
         $in_block = $line !~ m{\*/};
         $line = "$lead/**" . prose($rest);
+    } elsif ($line =~ m{^\s*#\s*(?!define\b)\w}) {
+        # A comment after a conditional or an include explains the condition: it documents
+        # nothing, and as a documentation comment it would swallow the next declaration's.
     } elsif ($line =~ m{(\S\s+)//(?![/<])}) {
         # A comment after code documents that code. "://" (a URL in a string) is left alone.
         my ($code, $rest) = (substr($line, 0, $-[0]) . $1, substr($line, $+[0]));
