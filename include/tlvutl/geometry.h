@@ -66,8 +66,8 @@ public:
     CRect(LONG l, LONG t, LONG r, LONG b) : RECT{l, t, r, b} {}
     CRect(const RECT& r) : RECT(r) {}
     CRect(const CPoint& topLeft, const CSize& size)
-        // @}
         : RECT{topLeft.x, topLeft.y, topLeft.x + size.cx, topLeft.y + size.cy} {}
+    // @}
     // right - left and bottom - top, negative for an inverted rectangle.
     // @{
     LONG Width() const { return right - left; }
