@@ -100,16 +100,16 @@ TLVUTL_C_END
 #ifdef __cplusplus
 
 /* C++ forms of the chaining functions taking the record by reference. */
-/* The same functions as the pointer forms above. */
-/* @{ */
+/* The same functions as the pointer forms above.
+ * @{ */
 TLVUTL_API void UTLInitExtensionDll(AFX_EXTENSION_MODULE& module);
 TLVUTL_API int UTLIsDLLChained(AFX_EXTENSION_MODULE& module);
 TLVUTL_API int UTLIsResourceDLLChained(AFX_EXTENSION_MODULE& module);
 /* @} */
 
 /* An owned copy of a string: from the library's resource module (or the host's fallbacks),
- * or from the given instance first. Unknown ids give an empty string. */
-/* @{ */
+ * or from the given instance first. Unknown ids give an empty string.
+ * @{ */
 TLVUTL_API CString UTLLoadStringEx(UINT id);
 TLVUTL_API CString UTLLoadStringEx(HINSTANCE instance, UINT id);
 /* @} */
@@ -125,8 +125,8 @@ public:
     CDynLinkLibrary(const CDynLinkLibrary&) = delete;
     CDynLinkLibrary& operator=(const CDynLinkLibrary&) = delete;
 
-    /* The code and resource handles of the module, and whether it is a system library. */
-    /* @{ */
+    /* The code and resource handles of the module, and whether it is a system library.
+     * @{ */
     HMODULE m_hModule;
     HMODULE m_hResource;
     bool m_bSystem;
@@ -174,16 +174,16 @@ public:
 class TLVUTL_API IAppShutdown {
 public:
     virtual ~IAppShutdown();
-    /* Whether the application is shutting down, and setting it. */
-    /* @{ */
+    /* Whether the application is shutting down, and setting it.
+     * @{ */
     virtual bool IsShuttingDown() const = 0;
     virtual void SetShuttingDown(bool value) = 0;
     /* @} */
 };
 
 /* Stores the host's start-up object (init is not kept). TLVUTLSetAppInfo and SetAppInfo are one
- * function. */
-/* @{ */
+ * function.
+ * @{ */
 TLVUTL_API void TLVUTLSetAppInfo(IAppStartup& startup, const IAppStartupInit& init);
 TLVUTL_API void SetAppInfo(IAppStartup& startup, const IAppStartupInit& init);
 /* @} */
@@ -194,8 +194,8 @@ public:
     /* Throw std::logic_error when no host has called TLVUTLSetAppInfo. */
     static const IAppStartupInit& Settings();
     /* The host's start-up, resource and shut-down objects; throw std::logic_error as Settings does.
-     */
-    /* @{ */
+
+     * @{ */
     static IAppStartup& AppStartup();
     static IResources& Resources();
     static IAppShutdown& AppShutdown();
@@ -210,8 +210,8 @@ public:
     static WAppSkinSettingData* GetInstance();
     /* Deletes the instance under its write lock and marks it destroyed. */
     static void DestroyInstance();
-    /* The application's user-interface name, and setting it. */
-    /* @{ */
+    /* The application's user-interface name, and setting it.
+     * @{ */
     static CString GetAppUIName();
     static void SetAppUIName(const CString& name);
     /* @} */
@@ -240,8 +240,8 @@ public:
      * tables out of the map's order, a repeated engine, or tables that are not each other's
      * mirror. */
     bool Load(const std::wstring& path);
-    /* The application GUID of an engine GUID, and the reverse; false when not in the map. */
-    /* @{ */
+    /* The application GUID of an engine GUID, and the reverse; false when not in the map.
+     * @{ */
     bool EngineToApp(const GUID& engine, GUID& app) const;
     bool AppToEngine(const GUID& app, GUID& engine) const;
     /* @} */

@@ -43,8 +43,8 @@
 
 /* The fixed head of a locked handle-list block; the offset table follows at tableOffset. */
 typedef struct LIST {
-    /* Bytes in use, the record count, and where the offset table begins (see the layout above). */
-    /* @{ */
+    /* Bytes in use, the record count, and where the offset table begins (see the layout above).
+     * @{ */
     DWORD size;
     DWORD count;
     DWORD tableOffset;
@@ -210,8 +210,8 @@ public:
      * the slots after it. The index; -1 for a negative index, 2 or 3 when memory runs out. A
      * null data pointer leaves the record's bytes unset. */
     int Insert(LONG index, const void* data, LONG size);
-    /* Insert(0, ...) and Insert(count, ...). */
-    /* @{ */
+    /* Insert(0, ...) and Insert(count, ...).
+     * @{ */
     int InsertStart(const void* data, LONG size);
     int InsertEnd(const void* data, LONG size);
     /* @} */
@@ -220,27 +220,27 @@ public:
      * used; that index, -1 for a negative index or an empty list, 3 when memory runs out
      * (the old record stays). */
     int Replace(LONG index, const void* data, LONG size);
-    /* Replace(0, ...) and Replace(count - 1, ...). */
-    /* @{ */
+    /* Replace(0, ...) and Replace(count - 1, ...).
+     * @{ */
     int ReplaceStart(const void* data, LONG size);
     int ReplaceEnd(const void* data, LONG size);
     /* @} */
 
     /* Copies min(record size, size) bytes; the number copied, 0 for a null buffer. */
     int Retrieve(LONG index, void* buffer, LONG size);
-    /* Retrieve from slot 0 and from slot count - 1. */
-    /* @{ */
+    /* Retrieve from slot 0 and from slot count - 1.
+     * @{ */
     int RetrieveStart(void* buffer, LONG size);
     int RetrieveEnd(void* buffer, LONG size);
     /* @} */
 
-    /* The record of a used slot (and its size); null (and 0) for an empty one. */
-    /* @{ */
+    /* The record of a used slot (and its size); null (and 0) for an empty one.
+     * @{ */
     void* Get(LONG index);
     void* Get(LONG index, LONG& size);
     /* @} */
-    /* Slot 0 or slot count - 1; null when there is none. */
-    /* @{ */
+    /* Slot 0 or slot count - 1; null when there is none.
+     * @{ */
     void* GetStart();
     void* GetStart(LONG& size);
     void* GetEnd();
@@ -249,8 +249,8 @@ public:
 
     /* Frees the record and empties the slot; 0, or -1 when it was empty. */
     int Delete(LONG index);
-    /* Delete(0) and Delete(count - 1). */
-    /* @{ */
+    /* Delete(0) and Delete(count - 1).
+     * @{ */
     int DeleteStart();
     int DeleteEnd();
     /* @} */
@@ -259,14 +259,14 @@ public:
 
     /* Deletes the record and closes the gap; 1. */
     int Remove(LONG index);
-    /* Remove(0) and Remove(count - 1). */
-    /* @{ */
+    /* Remove(0) and Remove(count - 1).
+     * @{ */
     int RemoveStart();
     int RemoveEnd();
     /* @} */
 
-    /* The slot's used flag and record size. */
-    /* @{ */
+    /* The slot's used flag and record size.
+     * @{ */
     int Exist(LONG index);
     LONG Size(LONG index);
     /* @} */
@@ -286,8 +286,8 @@ public:
     /* Copies the header (zero-filled when data is null; a size of 0 removes it); 1, or 0
      * with the old header kept when memory runs out or the size is negative. */
     int SetHeader(const void* data, LONG size);
-    /* The header block (null when there is none) and its size in bytes. */
-    /* @{ */
+    /* The header block (null when there is none) and its size in bytes.
+     * @{ */
     void* GetHeader();
     LONG GetHeaderSize();
     /* @} */
@@ -300,8 +300,8 @@ protected:
     int CopyElement(LISTELEMENT* element, const void* data, LONG size);
 
     /* The slot array with its capacity and count (the high-water mark), and the header block with
-     * its size. */
-    /* @{ */
+     * its size.
+     * @{ */
     LISTELEMENT* m_pElements;
     LONG m_nCapacity;
     LONG m_nCount;

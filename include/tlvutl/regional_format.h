@@ -48,8 +48,8 @@ public:
      * DestroyInstance). */
     WRegionalSupportFormat();
     virtual ~WRegionalSupportFormat();
-    /* Copies share the implementation. */
-    /* @{ */
+    /* Copies share the implementation.
+     * @{ */
     WRegionalSupportFormat(const WRegionalSupportFormat&) = default;
     WRegionalSupportFormat& operator=(const WRegionalSupportFormat&) = default;
     /* @} */

@@ -44,8 +44,8 @@
 /* One user-defined unit, as kept in the "Custom Unit(s)" section of the common ini file.
  * size is how many reference units one custom unit makes. */
 typedef struct UNIT_CUSTOM_RECORD {
-    /* The three name forms (1 singular, 2 plural, 3 abbreviation), each null-terminated. */
-    /* @{ */
+    /* The three name forms (1 singular, 2 plural, 3 abbreviation), each null-terminated.
+     * @{ */
     wchar_t name1[21];
     wchar_t name2[23];
     wchar_t name3[21];
@@ -185,15 +185,15 @@ public:
      * and name form 1, 2 or 3 (form 4: the abbreviation); no unit text for other forms. */
     virtual CString FormatValue(double value, unsigned form);
 
-    /* The definition's identifier (the built-in table's, or 42 and up for added ones). */
-    /* @{ */
+    /* The definition's identifier (the built-in table's, or 42 and up for added ones).
+     * @{ */
     UINT GetId() const { return m_id; }
     void SetId(UINT id) { m_id = id; }
     /* @} */
     /* True once the fields have been filled (definitions are filled on first use). */
     bool IsLoaded() const { return m_loaded != 0; }
-    /* Decimal places of values in this unit (loads the definition first). */
-    /* @{ */
+    /* Decimal places of values in this unit (loads the definition first).
+     * @{ */
     int GetDecimalPlaces();
     void SetDecimalPlaces(int places);
     /* @} */
@@ -213,8 +213,8 @@ protected:
     friend class WUnitCollection;
     friend class WUnitRational;
 
-    /* The fields as DefineFromStrings stores them; m_loaded is 1 once they are filled. */
-    /* @{ */
+    /* The fields as DefineFromStrings stores them; m_loaded is 1 once they are filled.
+     * @{ */
     UINT m_id = 0;
     int m_decimals = 0;
     double m_increments[3] = {0, 0, 0};
@@ -322,8 +322,8 @@ protected:
     /* The finest step of the last part, in units of the last definition. */
     virtual double LastPartGrain(int flag);
 
-    /* The display's fields as the setters above store them; the definitions are not owned. */
-    /* @{ */
+    /* The display's fields as the setters above store them; the definitions are not owned.
+     * @{ */
     UINT m_id = 0;
     int m_count = 0;
     int m_decimalOverride = -1;
@@ -427,14 +427,14 @@ public:
     CString GetUnitString(int unit, unsigned form);
     /* The name shown in unit lists (fraction displays add their finest fraction). */
     CString GetUnitDisplayString(int unit, unsigned form);
-    /* Decimal places shown for the unit, and setting them (returns places). */
-    /* @{ */
+    /* Decimal places shown for the unit, and setting them (returns places).
+     * @{ */
     int GetUnitDecimalPlaces(int unit);
     int SetUnitDecimalPlaces(int unit, int places);
     /* @} */
     /* The rounding grain used when a conversion is given precision -1.0 (default 1e-7), and setting
-     * it (returns the new value). */
-    /* @{ */
+     * it (returns the new value).
+     * @{ */
     double GetPrecisionFactor() const { return m_precisionFactor; }
     double SetPrecisionFactor(double factor);
     /* @} */
@@ -453,8 +453,8 @@ public:
     int StringToValue(int unit, const CString& text, double& value, unsigned flags, DRG mode);
 
     /* The screen resolution that pixels convert through, shared by all registries, and
-     * setting it (returns the new value). While it is 0 pixels are 300 to the inch. */
-    /* @{ */
+     * setting it (returns the new value). While it is 0 pixels are 300 to the inch.
+     * @{ */
     static double GetResolution();
     static double SetResolution(double resolution);
     /* @} */
@@ -462,8 +462,8 @@ public:
     int GetMaxUnitRange() const { return m_nextDisplayId - 1; }
 
     /* Lookups for tools and parsers: the display or definition (throws when unknown), null
-     * when absent, and the registered display identifiers in load order. */
-    /* @{ */
+     * when absent, and the registered display identifiers in load order.
+     * @{ */
     WUnitCollection& GetDisplay(int unit);
     WUnitCollection* FindDisplay(int unit);
     WUntiDef* FindDefinition(int id);
@@ -591,8 +591,8 @@ public:
 /* Dialog state in memory, for tests and headless hosts. */
 class TLVUTL_API InMemoryUnitDialog : public UnitDialog {
 public:
-    /* The UnitDialog operations over combos and fields held in memory. */
-    /* @{ */
+    /* The UnitDialog operations over combos and fields held in memory.
+     * @{ */
     void ResetCombo(int control) override;
     void AddComboItem(int control, const CString& text) override;
     int GetComboSelection(int control) override;
@@ -685,8 +685,8 @@ public:
     /* All entries by unit. */
     const Map& GetAllEntries() const { return m_values; }
 
-    /* Equal when both hold the same units with the same numbers. */
-    /* @{ */
+    /* Equal when both hold the same units with the same numbers.
+     * @{ */
     friend bool operator!=(const WUnitValuePair& a, const WUnitValuePair& b) {
         return a.m_values != b.m_values;
     }
@@ -707,13 +707,13 @@ private:
 class TLVUTL_API WSmartUnitValue {
 public:
     virtual ~WSmartUnitValue();
-    /* The values per unit, and setting them. */
-    /* @{ */
+    /* The values per unit, and setting them.
+     * @{ */
     void SetValues(const WUnitValuePair& values) { m_values = values; }
     const WUnitValuePair& GetValues() const { return m_values; }
     /* @} */
-    /* The spin increments per unit, and setting them. */
-    /* @{ */
+    /* The spin increments per unit, and setting them.
+     * @{ */
     void SetIncrements(const WUnitValuePair& increments) { m_increments = increments; }
     const WUnitValuePair& GetIncrements() const { return m_increments; }
     /* @} */
@@ -721,8 +721,8 @@ public:
     /* In the unit. */
     double GetValueForUnit(int unit, int which, double resolution, double precision) const;
     /* In base units, rounded half away from zero (screen resolution, registry precision in
-     * the short form; resolution as whole pixels per inch in the long one). */
-    /* @{ */
+     * the short form; resolution as whole pixels per inch in the long one).
+     * @{ */
     int GetValueForUnitBase(int unit, int which) const;
     int GetValueForUnitBase(int unit, int which, int resolution, double precision) const;
     double GetDValueForUnitBase(int unit, int which, double resolution, double precision) const;
@@ -743,8 +743,8 @@ public:
      * page), label the text shown, metric whether it belongs to the metric set. */
     Preset(double worldDist, int worldUnit, double pageDist, int pageUnit, double scale,
            const CString& label, bool metric);
-    /* The preset's fields as given to the constructor; units 0 mean none. */
-    /* @{ */
+    /* The preset's fields as given to the constructor; units 0 mean none.
+     * @{ */
     double WorldDist() const { return worldDist_; }
     double PageDist() const { return pageDist_; }
     double Scale() const { return scale_; }
