@@ -50,6 +50,7 @@ TLVUTL_C_BEGIN
  * 0 when the resource module cannot be loaded, the module cannot be chained or
  * "guidmap.dat" cannot be read in full. */
 TLVUTL_API int InitModule(void);
+/* InitModule under its other name. */
 TLVUTL_API int TLVUTLInitModule(void);
 /* Tells the user-interface language service that the library's resources are released; returns its
  * result. */
