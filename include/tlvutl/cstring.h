@@ -186,7 +186,7 @@ public:
     // @}
 
     // Index of the first ch or sub at or after start, of the last ch, or of the first character of
-    // set; -1 when not found.
+    // set; -1 when not found or start is out of range.
     // @{
     int Find(wchar_t ch, int start = 0) const;
     int Find(const wchar_t* sub, int start = 0) const;

@@ -207,7 +207,8 @@ public:
     // @}
 
     // Finds or creates the target and writes value in its text form; throws
-    // WXmlValueTypeNotFoundException when no target can be had (an empty node).
+    // WXmlValueTypeNotFoundException when no target can be had (an empty accessor, or an
+    // attribute of a node that is not an element).
     // @{
     void SetBool(bool value);
     void SetInt(int value);
@@ -338,7 +339,8 @@ private:
 
 // A node of a document: element, attribute, text, comment or the document itself. A value-type
 // handle: copies share the parser node and keep its document alive; a default-constructed node is
-// empty and every operation on it but IsValid throws ComError(E_POINTER).
+// empty, and operations that need a node (all but IsValid, comparison and copying) throw
+// ComError(E_POINTER) on it.
 class TLVUTL_API WXmlNode {
 public:
     // An empty node, one over a parser node, a copy (sharing the node) and a move (leaving other
@@ -440,7 +442,7 @@ private:
 };
 
 // An XML document. A value-type handle: copies share one parser document and see each other's
-// changes; there is no parser document until the first load, Clone or node creation.
+// changes; there is no parser document until the first load (also a failed one) or Clone.
 class TLVUTL_API WXmlDoc {
 public:
     // An unloaded document; preserveWhiteSpace keeps white-space text nodes when loading and writes
