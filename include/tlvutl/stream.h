@@ -15,11 +15,16 @@
 #include <vector>
 
 #ifndef STREAM_SEEK_SET
+// The origins of IStream::Seek: the start of the data, the current position, the end of the data.
+// @{
 #define STREAM_SEEK_SET 0u
 #define STREAM_SEEK_CUR 1u
 #define STREAM_SEEK_END 2u
+// @}
 #endif
 
+// A byte stream with a position, as documents are loaded from and saved to. Hosts may implement it
+// over their own storage.
 class TLVUTL_API IStream {
 public:
     virtual ~IStream();
@@ -38,7 +43,10 @@ namespace TlvUtils {
 // opened; kRead needs an existing file, kWrite creates or truncates one.
 class TLVUTL_API FileStream final : public IStream {
 public:
+    // How the file is opened: reading an existing file, writing a new or truncated one, or reading
+    // and writing an existing one.
     enum class Mode { kRead, kWrite, kReadWrite };
+    // Opens the file at path; see above for a failure.
     static std::unique_ptr<FileStream> Open(const std::wstring& path, Mode mode,
                                             HRESULT* hr = nullptr);
     ~FileStream() override;
@@ -61,15 +69,21 @@ private:
 class TLVUTL_API MemoryStream final : public IStream {
 public:
     MemoryStream() = default;
+    // A stream over a copy of data or of bytes, positioned at the start.
+    // @{
     explicit MemoryStream(std::vector<BYTE> data) : data_(std::move(data)) {}
     explicit MemoryStream(const std::string& bytes) : data_(bytes.begin(), bytes.end()) {}
+    // @}
 
     HRESULT Read(void* buffer, ULONG size, ULONG* read) override;
     HRESULT Write(const void* data, ULONG size, ULONG* written) override;
     HRESULT Seek(LONGLONG offset, DWORD origin, ULONGLONG* newPosition) override;
 
+    // The stream's contents, as bytes or as a byte string.
+    // @{
     const std::vector<BYTE>& Data() const { return data_; }
     std::string Bytes() const { return std::string(data_.begin(), data_.end()); }
+    // @}
 
 private:
     std::vector<BYTE> data_;
