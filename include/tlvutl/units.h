@@ -35,7 +35,6 @@
  * the value to the last part's step first, carrying into the earlier parts. */
 #define WUNIT_FORMAT_CARRY 0x10000
 
-/* The "custom" entry of unit lists and the first custom unit. */
 /* The "custom" entry of unit lists (UNITGetUnitArray). */
 #define UNIT_CUSTOM_ENTRY 41
 /* The identifier of the first custom unit; the next ones follow without gaps. */
@@ -84,7 +83,6 @@ TLVUTL_API int UNITDeleteCustomUnit(int unit);
 TLVUTL_API int UNITIsValidCustomUnit(int unit);
 /* 1 to 39: the unit; a loaded custom unit: its reference unit; otherwise 0. */
 TLVUTL_API int UNITCustomUnitMappedUsing(int unit);
-/* Number of loaded custom units, and a copy of one record (0 when unit is not loaded). */
 /* Number of custom units loaded (0 outside UNITCustomInitialize). */
 TLVUTL_API int UNITGetCustomUnitCount(void);
 /* Copies the record of custom unit unit into record and returns 1; 0 when the unit is not loaded or
