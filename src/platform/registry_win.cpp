@@ -162,23 +162,28 @@ struct UndoRecord {
     std::unique_ptr<SavedKey> tree; // a deleted key as it was
 };
 
-std::size_t ExistingLevels(HKEY root, const RegPath& path) {
-    std::size_t levels = 0;
+// Only a level that is not there counts as missing: one that cannot be read stops the
+// import before anything is changed rather than be taken for a key the change would make.
+LONG ExistingLevels(HKEY root, const RegPath& path, std::size_t& levels) {
+    levels = 0;
     while (levels < path.size()) {
         HKEY key = nullptr;
-        if (::RegOpenKeyExW(root, Join(path, levels + 1).c_str(), 0, KEY_READ, &key) !=
-            ERROR_SUCCESS)
-            break;
+        const LONG r = ::RegOpenKeyExW(root, Join(path, levels + 1).c_str(), 0, KEY_READ, &key);
+        if (r == ERROR_FILE_NOT_FOUND)
+            return ERROR_SUCCESS;
+        if (r != ERROR_SUCCESS)
+            return r;
         ::RegCloseKey(key);
         ++levels;
     }
-    return levels;
+    return ERROR_SUCCESS;
 }
 
 LONG Record(HKEY root, const RegChange& c, UndoRecord& u) {
     u.root = root;
     u.path = c.path;
-    u.existing = ExistingLevels(root, c.path);
+    if (const LONG r = ExistingLevels(root, c.path, u.existing); r != ERROR_SUCCESS)
+        return r;
     const bool keyExists = u.existing == c.path.size();
     const bool creates =
         c.kind == RegChange::Kind::CreateKey || c.kind == RegChange::Kind::SetValue;
@@ -327,8 +332,11 @@ LONG RegApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>
             if (r != ERROR_SUCCESS)
                 break;
             r = Record(root, c, journal.emplace_back());
-            if (r == ERROR_SUCCESS)
-                r = ApplyOne(root, c);
+            if (r != ERROR_SUCCESS) {
+                journal.pop_back(); // not made: nothing of it to undo
+                break;
+            }
+            r = ApplyOne(root, c);
             if (r != ERROR_SUCCESS)
                 break;
         }
