@@ -210,7 +210,7 @@ TLVUTL_API const wchar_t* RegistryRootName(HKEY root);
 // Replaces each %NAME% whose variable is set (looked up exactly, then ignoring case) by its
 // value and leaves other percent signs as they are. Returns the characters needed including
 // the terminating NUL; when that exceeds nSize the buffer holds as much as fits, terminated.
-// 0 for a null source.
+// A null source is an empty text.
 #ifdef _WIN32
 using ::ExpandEnvironmentStringsW;
 #else

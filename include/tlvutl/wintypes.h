@@ -272,5 +272,8 @@ typedef struct _SECURITY_ATTRIBUTES {
 #ifndef ERROR_KEY_DELETED
 #define ERROR_KEY_DELETED 1018
 #endif
+#ifndef ERROR_CHILD_MUST_BE_VOLATILE
+#define ERROR_CHILD_MUST_BE_VOLATILE 1021
+#endif
 
 #endif
