@@ -118,6 +118,11 @@ public:
     // Behaves as if the system allowed only limit watches in all (0: the system's limit).
     // For tests of the limit's handling.
     void SetWatchLimitForTesting(std::size_t limit);
+#ifdef _WIN32
+    // Reads of registrations added from now on take at most bytes (at least 4): small enough,
+    // one change does not fit and counts as lost. For tests of lost changes.
+    void SetReadSizeForTesting(std::size_t bytes);
+#endif
 
     struct State;
 

@@ -82,6 +82,7 @@ struct Watch {
     std::wstring path;
     bool subtree = false;
     DWORD filter = 0;
+    DWORD readBytes = kBufferBytes;
     HANDLE dir = INVALID_HANDLE_VALUE;
     OVERLAPPED ov{};
     std::unique_ptr<DWORD[]> buffer{new DWORD[kBufferBytes / sizeof(DWORD)]};
@@ -162,6 +163,7 @@ struct ChangeNotifier::State {
     std::set<std::uint64_t> changed;
     std::vector<std::string> problems;
     std::size_t openHandles = 0;
+    DWORD readBytes = kBufferBytes;
 
     ~State() {
         if (pump.joinable()) {
@@ -192,7 +194,7 @@ struct ChangeNotifier::State {
     // The pump only.
     DWORD Read(Watch& w) {
         w.ov = OVERLAPPED{};
-        if (!::ReadDirectoryChangesW(w.dir, w.buffer.get(), kBufferBytes, w.subtree, w.filter,
+        if (!::ReadDirectoryChangesW(w.dir, w.buffer.get(), w.readBytes, w.subtree, w.filter,
                                      nullptr, &w.ov, nullptr))
             return ::GetLastError();
         w.reading = true;
@@ -342,6 +344,10 @@ bool ChangeNotifier::Add(std::uint64_t id, std::string_view folder, bool subtree
     w->path = WidePath(folder);
     w->subtree = subtree;
     w->filter = filter;
+    {
+        std::lock_guard<std::mutex> lock(s.m);
+        w->readBytes = s.readBytes;
+    }
     // Every sharing mode: others may still rename or delete the folder, and its files.
     w->dir =
         ::CreateFileW(w->path.c_str(), FILE_LIST_DIRECTORY,
@@ -422,6 +428,12 @@ std::size_t ChangeNotifier::RegistrationCount() const {
 std::size_t ChangeNotifier::WatchCount() const {
     std::lock_guard<std::mutex> lock(state_->m);
     return state_->openHandles;
+}
+
+void ChangeNotifier::SetReadSizeForTesting(std::size_t bytes) {
+    std::lock_guard<std::mutex> lock(state_->m);
+    state_->readBytes =
+        static_cast<DWORD>(std::clamp<std::size_t>(bytes & ~std::size_t{3}, 4, kBufferBytes));
 }
 
 // The system has no limit of folder handles of its own to stand in for.

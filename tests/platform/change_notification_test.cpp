@@ -412,6 +412,26 @@ TEST_F(Notifier, RemovingTheWatchOfADeletedFolderLetsItGo) {
     EXPECT_FALSE(fs::exists(dir_.path() / "parti"));
 }
 
+TEST_F(Notifier, ReadTooSmallForAChangeReportsEveryRegistration) {
+#ifdef _WIN32
+    // Changes that do not fit a folder's read are lost to it: anything may have changed.
+    Add(1, Dir("calme"), false, kNotifyFileName);
+    notifier_->SetReadSizeForTesting(8);
+    const std::string tight = Dir("étroit");
+    Add(2, tight, false, kNotifyFileName);
+    Add(3, Dir("calme/sous"), true, kNotifyDirName);
+    Touch(P(tight) / P("un nom bien trop long pour huit octets.txt"));
+    EXPECT_EQ(Changes(), (Ids{1, 2, 3}));
+    // The registration goes on after the loss.
+    EXPECT_EQ(notifier_->WatchCount(), 3u);
+    Touch(P(Dir("calme")) / "x");
+    EXPECT_EQ(Changes(), (Ids{1}));
+#else
+    TLVUTL_POSIX_ONLY("a read size of the Windows backend; on POSIX the kernel's queue "
+                      "overflows, as QueueOverflowReportsEveryRegistration shows");
+#endif
+}
+
 TEST_F(Notifier, FarMoreFoldersThanOneWaitTakes) {
     // A wait on handles takes at most 64: every one of these folders must still be heard.
     constexpr std::uint64_t kFolders = 150;
