@@ -258,6 +258,8 @@ struct ChangeNotifier::State {
             std::lock_guard<std::mutex> lock(m);
             w.armDone = true;
             w.armError = error;
+            if (!error)
+                ++openHandles; // counted before a completion can close it
             answered.notify_all();
         } else if (command == kCancel) {
             w.cancelSeen = true;
@@ -381,7 +383,6 @@ bool ChangeNotifier::Add(std::uint64_t id, std::string_view folder, bool subtree
         lock.unlock();
         return fail(OpenError(w->armError));
     }
-    ++s.openHandles;
     s.regs.emplace(id, w.release());
     error.clear();
     return true;
