@@ -151,31 +151,6 @@ TEST_F(Tree, EqualItemsAlternateSides) {
     EXPECT_EQ(tree.Find(&other), nullptr);
 }
 
-TEST_F(Tree, UniqueInsertsAnswerTheEqualItem) {
-    Item* root = Make(4);
-    Item* leaf = Make(2);
-    tree.Add(root);
-    tree.Add(leaf);
-    EXPECT_EQ(tree.AddOrGetDuplicate(Make(4)), root) << "equal to the root";
-    EXPECT_EQ(tree.AddOrGetDuplicate(Make(2)), leaf) << "found below";
-    EXPECT_EQ(tree.AddOrGetDuplicate(Make(3)), nullptr);
-    Item* newRoot = Make(4);
-    EXPECT_EQ(tree.AddOrReplace(newRoot), root);
-    Item key{4, -1};
-    EXPECT_EQ(tree.Find(&key), newRoot);
-    Item* newLeaf = Make(2);
-    EXPECT_EQ(tree.AddOrReplace(newLeaf), leaf);
-    key.key = 2;
-    EXPECT_EQ(tree.Find(&key), newLeaf);
-    EXPECT_EQ(tree.AddOrReplace(Make(9)), nullptr);
-    EXPECT_EQ(Walk(tree, 0, 0), "2349");
-
-    ItemTree empty;
-    Item* first = Make(1);
-    EXPECT_EQ(empty.AddOrReplace(first), nullptr);
-    EXPECT_EQ(empty.Root()->item, first);
-}
-
 TEST_F(Tree, RemovalsOfNodesWithEqualSubtreesTakeOneOfEachSide) {
     for (int k = 1; k <= 7; ++k)
         tree.Add(Make(k));

@@ -5,7 +5,7 @@
 
 #include "units/units_internal.h"
 
-#include "units/unit_test_support.h"
+#include "cstring_printer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include <tlvutl/units.h>
 
-#include "units/unit_test_support.h"
+#include "cstring_printer.h"
 
 #include <gtest/gtest.h>
 

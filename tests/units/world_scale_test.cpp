@@ -1,7 +1,7 @@
 #include <tlvutl/frame.h>
 #include <tlvutl/units.h>
 
-#include "units/unit_test_support.h"
+#include "cstring_printer.h"
 
 #include <gtest/gtest.h>
 
