@@ -93,7 +93,7 @@ bool Stop() {
     return ++g_stop, true;
 }
 
-TEST(HookObjects, RegisterForTheirLifetimeOnlyAndCopiesDoNotRegister) {
+TEST(HookObjects, RegisterForTheirLifetimeOnlyCopiesDoNotRegisterPhasesHaveTheirLists) {
     DelayInitRegistrar* r = DelayInitRegistrar::GetInst();
     g_start = g_stop = 0;
     {
@@ -107,6 +107,15 @@ TEST(HookObjects, RegisterForTheirLifetimeOnlyAndCopiesDoNotRegister) {
     r->RunStartupHooks(false);
     r->RunShutdownHooks(false);
     EXPECT_EQ(g_start, 1);
+    EXPECT_EQ(g_stop, 1);
+    // Startup and shutdown hooks use their own lists.
+    g_start = g_stop = 0;
+    StartupHook s(&Start, 6);
+    ShutdownHook t(&Stop, 6);
+    DelayInitRegistrar::GetInst()->RunStartupHooks(false);
+    EXPECT_EQ(g_start, 1);
+    EXPECT_EQ(g_stop, 0);
+    DelayInitRegistrar::GetInst()->RunShutdownHooks(false);
     EXPECT_EQ(g_stop, 1);
 }
 
@@ -130,17 +139,6 @@ TEST(HookObjects, DelayInitBaseRunsBothPhasesInMirrorOrder) {
     trace.clear();
     DelayInitRegistrar::GetInst()->RunStartupHooks(false);
     EXPECT_EQ(trace, "");
-}
-
-TEST(HookObjects, StartupAndShutdownHooksUseTheirOwnLists) {
-    g_start = g_stop = 0;
-    StartupHook s(&Start, 6);
-    ShutdownHook t(&Stop, 6);
-    DelayInitRegistrar::GetInst()->RunStartupHooks(false);
-    EXPECT_EQ(g_start, 1);
-    EXPECT_EQ(g_stop, 0);
-    DelayInitRegistrar::GetInst()->RunShutdownHooks(false);
-    EXPECT_EQ(g_stop, 1);
 }
 
 TEST(Delegate, EqualOnlyWhenBothWordsAreEqual) {

@@ -36,34 +36,20 @@ void Fails(const std::wstring& text, unsigned flags = WEQ_ALL) {
 using Exact = std::pair<const wchar_t*, double>;
 
 TEST(EqParser, PrioritiesAssociativityAndBrackets) {
-    // The last four are fractions: a whole number, a space and a fraction.
-    const Exact cases[] = {{L"8-3-2", 3.0},
-                           {L"2^3^2", 512.0},
-                           {L"-2^2", 4.0},
-                           {L"2*3+4", 10.0},
-                           {L"2+3*4", 14.0},
-                           {L"16/4/2", 2.0},
-                           {L"2*-3", -6.0},
-                           {L"--2", 2.0},
-                           {L"+-+2", -2.0},
-                           {L"2^-1", 0.5},
-                           {L"12.5", 12.5},
-                           {L".5", 0.5},
-                           {L"5.", 5.0},
-                           {L"(2)-1", 1.0},
-                           {L"-(2+3)", -5.0},
-                           {L" 1 +  2 ", 3.0},
-                           {L"2*(3+4)^2", 98.0},
-                           {L"[1+{2*(3-1)}]*2", 10.0},
-                           {L"((((1+2)*3)+4)*5)", 65.0},
-                           {L"log 1000", 3.0},
-                           {L"sqrt 16 + 1", 5.0},
-                           {L"3 1/2", 3.5},
-                           {L"-3 1/2", -3.5},
-                           {L"1/4*2", 0.5},
-                           {L"2*3 1/2", 7.0}};
+    // The last row holds fractions: a whole number, a space and a fraction.
+    const Exact cases[] = {
+        {L"8-3-2", 3.0},  {L"2^3^2", 512.0}, {L"-2^2", 4.0},  {L"2*3+4", 10.0}, {L"2+3*4", 14.0},
+        {L"16/4/2", 2.0}, {L"2*-3", -6.0},   {L"--2", 2.0},   {L"+-+2", -2.0},  {L"2^-1", 0.5},
+        {L"12.5", 12.5},  {L".5", 0.5},      {L"5.", 5.0},    {L"(2)-1", 1.0},  {L"-(2+3)", -5.0},
+        {L"3 1/2", 3.5},  {L"-3 1/2", -3.5}, {L"1/4*2", 0.5}, {L"2*3 1/2", 7.0}};
     for (const auto& [text, value] : cases)
         EXPECT_EQ(Ok(text), value) << CString(text).ToUtf8();
+    EXPECT_EQ(Ok(L" 1 +  2 "), 3.0);
+    EXPECT_EQ(Ok(L"2*(3+4)^2"), 98.0);
+    EXPECT_EQ(Ok(L"[1+{2*(3-1)}]*2"), 10.0);
+    EXPECT_EQ(Ok(L"((((1+2)*3)+4)*5)"), 65.0);
+    EXPECT_EQ(Ok(L"log 1000"), 3.0);
+    EXPECT_EQ(Ok(L"sqrt 16 + 1"), 5.0);
     // Empty text is zero.
     for (const wchar_t* blank : {L"", L"   "}) {
         EXPECT_EQ(Eval(blank).ok, 1);

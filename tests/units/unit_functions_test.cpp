@@ -145,7 +145,7 @@ TEST(UnitText, UnknownUnitsAreFatalAtLine466) {
     }
 }
 
-TEST(UnitConversion, BaseAndUnits) {
+TEST(UnitConversion, BaseUnitsAndIncrements) {
     EXPECT_NEAR(UNITConvertBaseToUnit(2, 25400.0, 0), 2.54, 1e-15);
     EXPECT_NEAR(UNITConvertUnitToBase(1, 2.0, 0), 508000.0, 1e-9);
     EXPECT_EQ(UNITConvertUnitToBase(22, 2.0, 0), 2.0);
@@ -156,6 +156,13 @@ TEST(UnitConversion, BaseAndUnits) {
     TlvUtl::ScopedMessageCapture sink;
     EXPECT_EQ(UNITConvertBaseToUnit(40, 1.0, 0), 0.0);
     EXPECT_NE(BoxCaption(sink).Find(L"UNITS"), -1);
+    // Increments: steps in the unit and in base units.
+    EXPECT_EQ(UNITGetIncrement(1, 1), 0.05000000074505806);
+    EXPECT_EQ(UNITGetIncrement(1, 3), -1.0);
+    EXPECT_NEAR(UNITGetAutoIncrement(2, 0), 1000.0, 1e-9);
+    EXPECT_NEAR(UNITGetAutoValue(2, 1234.0, 0), 1000.0, 1e-9);
+    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, 3, 0), 4000.0, 1e-9);
+    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, -2, 0), -1000.0, 1e-9);
 }
 
 TEST(UnitSeparators, PerUnit) {
@@ -321,15 +328,6 @@ TEST(UnitControls, FieldValues) {
     EXPECT_EQ(UNITGetUnitControlValue(&dialog, 7, 2), 0.0);
     UNITSetUnitControlValue(&dialog, 8, 1, 1.5 * kPerInch);
     EXPECT_EQ(dialog.GetFieldText(8), CString(L"1,5"));
-}
-
-TEST(UnitIncrements, StepsInTheUnitAndInBaseUnits) {
-    EXPECT_EQ(UNITGetIncrement(1, 1), 0.05000000074505806);
-    EXPECT_EQ(UNITGetIncrement(1, 3), -1.0);
-    EXPECT_NEAR(UNITGetAutoIncrement(2, 0), 1000.0, 1e-9);
-    EXPECT_NEAR(UNITGetAutoValue(2, 1234.0, 0), 1000.0, 1e-9);
-    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, 3, 0), 4000.0, 1e-9);
-    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, -2, 0), -1000.0, 1e-9);
 }
 
 } // namespace

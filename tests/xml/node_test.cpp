@@ -244,7 +244,7 @@ TEST(XmlNodeEdit, DeleteChildPrunesEverySelectedNode) {
     EXPECT_EQ(root.GetXML(), L"<r><y/></r>");
 }
 
-TEST(XmlNodeEdit, PruneGraftAndClone) {
+TEST(XmlNodeEdit, PruneGraftCloneAndGraftsFromAnotherDocument) {
     WXmlDoc doc = Parse(L"<r><a/><b/><c/></r>");
     WXmlNode root = doc.GetRootNode();
     WXmlNode a = root.GetNode(WXPath(L"a"));
@@ -287,9 +287,7 @@ TEST(XmlNodeEdit, PruneGraftAndClone) {
     EXPECT_EQ(root.GetXML(), L"<r><b k=\"1\"><c/></b><b k=\"1\"><c/></b><a/></r>");
     WXmlNode kCopy = k.Clone(true);
     EXPECT_EQ(kCopy.GetXML(), L"k=\"1\"");
-}
-
-TEST(XmlNodeEdit, GraftFromAnotherDocumentMovesACopy) {
+    // A graft from another document moves a copy.
     WXmlDoc from = Parse(L"<s><m x=\"1\"><n/></m></s>");
     WXmlDoc to = Parse(L"<t/>");
     WXmlNode moving = from.GetRootNode().GetNode(WXPath(L"m"));
