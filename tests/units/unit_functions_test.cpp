@@ -47,19 +47,7 @@ constexpr double kPerMm = 10000.0;
 constexpr double kPerInch = 254000.0;
 constexpr double kPerPica = 254000.0 / 6;
 
-TEST(UnitText, NoNegativeZero) {
-    Locale locale;
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0009 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0015 * kPerMm, 2, 0, 0, 3), CString(L"-0.002"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-1.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE),
-              CString(L"-1"));
-    EXPECT_EQ(UNITPreciseConvToUnitAndString(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-}
-
-TEST(UnitText, DecimalsDefaultsAndSelectors) {
+TEST(UnitText, DecimalsDefaultsSelectorsAndNoNegativeZero) {
     Locale locale;
     // Default: the table's 3 for millimetres, 5 for inches.
     EXPECT_EQ(UNITConvToUnitString(12.34567 * kPerMm, 2, 0), CString(L"12.346"));
@@ -78,6 +66,15 @@ TEST(UnitText, DecimalsDefaultsAndSelectors) {
     UNITSetDefDecimalPrecision(2, 1);
     EXPECT_EQ(UNITConvToUnitString(12.34567 * kPerMm, 2, 0), CString(L"12.3"));
     UNITSetDefDecimalPrecision(2, 3); // the table's, for the tests after this one
+    // No negative zero.
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0 * kPerMm, 2, 0, 0, 3), CString(L"0"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0009 * kPerMm, 2, 0, 0, 3), CString(L"0"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0015 * kPerMm, 2, 0, 0, 3), CString(L"-0.002"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE), CString(L"0"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-1.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE),
+              CString(L"-1"));
+    EXPECT_EQ(UNITPreciseConvToUnitAndString(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
 }
 
 TEST(UnitText, LocaleSeparatorsSignAndLeadingZero) {

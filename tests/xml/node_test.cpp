@@ -19,7 +19,7 @@ WXmlDoc Parse(const wchar_t* text) {
     return doc;
 }
 
-TEST(XmlNodeIdentity, HandlesShareAndCompareByIdentity) {
+TEST(XmlNodeIdentity, HandlesShareCompareByIdentityAndKeepTheirDocumentAlive) {
     WXmlDoc doc = Parse(L"<r><a/><a/></r>");
     WXmlNode root = doc.GetRootNode();
     WXmlNode first = root.GetNode(WXPath(L"a"));
@@ -38,13 +38,11 @@ TEST(XmlNodeIdentity, HandlesShareAndCompareByIdentity) {
     other.swap(moved);
     EXPECT_EQ(other, first);
     EXPECT_FALSE(moved.IsValid());
-}
-
-TEST(XmlNodeIdentity, ANodeKeepsItsDocumentAlive) {
+    // A node keeps its document alive.
     WXmlNode kept;
     {
-        WXmlDoc doc = Parse(L"<r><a k=\"1\"/></r>");
-        kept = doc.GetRootNode().GetNode(WXPath(L"a"));
+        WXmlDoc scoped = Parse(L"<r><a k=\"1\"/></r>");
+        kept = scoped.GetRootNode().GetNode(WXPath(L"a"));
     }
     EXPECT_EQ(kept.Attribute(L"@k").GetInt(), 1);
     EXPECT_EQ(kept.GetParentNode().GetName(), L"r");
