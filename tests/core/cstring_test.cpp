@@ -61,7 +61,7 @@ TEST(CStringFormat, ArgumentsAreTypeSafe) {
               L"v -3 1099511627776 n 0.250000");
 }
 
-TEST(CString, AtlMemberSemantics) {
+TEST(CString, AtlMemberSemanticsTokensAndBuffers) {
     CString s = L"Hello, World";
     EXPECT_EQ(s.Left(5), L"Hello");
     EXPECT_EQ(s.Left(-1), L"");
@@ -95,29 +95,26 @@ TEST(CString, AtlMemberSemantics) {
     EXPECT_EQ(u.Trim(L'x'), L"abc");
     EXPECT_EQ(CString(L"abc").SpanIncluding(L"ab"), L"ab");
     EXPECT_EQ(CString(L"abc").SpanExcluding(L"c"), L"ab");
-}
 
-TEST(CString, TokenizeSkipsEmptyTokensAndEndsWithMinusOne) {
-    CString s = L";;a;b;;c;";
+    // Tokenize skips empty tokens and ends with -1.
+    CString list = L";;a;b;;c;";
     int pos = 0;
     std::vector<CString> tokens;
-    for (CString t = s.Tokenize(L";", pos); pos != -1; t = s.Tokenize(L";", pos))
-        tokens.push_back(t);
+    for (CString k = list.Tokenize(L";", pos); pos != -1; k = list.Tokenize(L";", pos))
+        tokens.push_back(k);
     ASSERT_EQ(tokens.size(), 3u);
     EXPECT_EQ(tokens[0], L"a");
     EXPECT_EQ(tokens[2], L"c");
-}
 
-TEST(CString, BufferRoundTrip) {
-    CString s;
-    wchar_t* b = s.GetBuffer(10);
+    CString buffered;
+    wchar_t* b = buffered.GetBuffer(10);
     wcscpy(b, L"abc");
-    s.ReleaseBuffer();
-    EXPECT_EQ(s.GetLength(), 3);
-    b = s.GetBuffer(0);
+    buffered.ReleaseBuffer();
+    EXPECT_EQ(buffered.GetLength(), 3);
+    b = buffered.GetBuffer(0);
     b[1] = L'X';
-    s.ReleaseBuffer(2);
-    EXPECT_EQ(s, L"aX");
+    buffered.ReleaseBuffer(2);
+    EXPECT_EQ(buffered, L"aX");
 }
 
 } // namespace

@@ -4,13 +4,10 @@
 
 using namespace TlvUtils;
 
-TEST(Encoding, Utf8RoundTripsEveryPlane) {
+TEST(Encoding, Utf8RoundTripsEveryPlaneAndMalformedBytesBecomeReplacements) {
     const std::wstring text = L"a\u00e9\u20ac\U0001F600z";
     EXPECT_EQ(ToUtf8(text), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z");
     EXPECT_EQ(FromUtf8(ToUtf8(text)), text);
-}
-
-TEST(Encoding, MalformedUtf8BecomesReplacementCharacters) {
     // A stray continuation byte, a truncated sequence, an overlong form and a surrogate.
     EXPECT_EQ(FromUtf8("a\x80z"), L"a\uFFFDz");
     EXPECT_EQ(FromUtf8("a\xE2\x82"), L"a\uFFFD");
@@ -28,7 +25,8 @@ TEST(Encoding, Utf16LeBytesAndSurrogates) {
 }
 
 TEST(Encoding, Wtf8KeepsLoneSurrogatesWhereUtf8ReplacesThem) {
-    const std::wstring text = {L'a', static_cast<wchar_t>(0xD800), L'\u00e9', static_cast<wchar_t>(0xDFFF)};
+    const std::wstring text = {L'a', static_cast<wchar_t>(0xD800), L'\u00e9',
+                               static_cast<wchar_t>(0xDFFF)};
     EXPECT_EQ(TlvUtils::ToWtf8(text), "a\xED\xA0\x80\xC3\xA9\xED\xBF\xBF");
     EXPECT_EQ(TlvUtils::FromWtf8(TlvUtils::ToWtf8(text)), text);
     EXPECT_EQ(TlvUtils::FromUtf8(TlvUtils::ToWtf8(text)), L"a\uFFFD\u00e9\uFFFD");

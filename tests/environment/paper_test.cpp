@@ -225,14 +225,6 @@ TEST_F(SizeElementTest, WrittenSizesReadBackExactly) {
     }
 }
 
-TEST(PaperIdentifierTest, DerivedFromTheId) {
-    EXPECT_EQ(TlvUtl::PaperIdentifier(21).str(), L"{54504150-4552-4000-8000-000000000015}");
-    EXPECT_EQ(TlvUtl::PaperIdentifier(1001).str(), L"{54504150-4552-4000-8000-0000000003E9}");
-    EXPECT_EQ(CPaperTypeMgr::GetTypeFromInt(42), 42);
-    EXPECT_EQ(CPaperTypeMgr::GetTypeFromInt(-1), PAPER_CUSTOM);
-    EXPECT_EQ(CPaperTypeMgr::GetTypeFromInt(1ll << 32), PAPER_CUSTOM);
-}
-
 // The public sizes of the printer codes, in tenths of a micron, portrait.
 struct CodeSize {
     short code;
@@ -306,7 +298,7 @@ TEST(PaperDevModeTest, CodesAgreeWithTheShippedSizes) {
     EXPECT_EQ(mapped, static_cast<int>(std::size(kCodeSizes)));
 }
 
-TEST(PaperDevModeTest, VariantsAndUnknownCodes) {
+TEST(PaperDevModeTest, VariantsUnknownCodesAndIdentifiers) {
     EXPECT_EQ(CPaperTypeMgr::GetPaperFromDevMode(DMPAPER_LETTERSMALL), PAPER_LETTER);
     EXPECT_EQ(CPaperTypeMgr::GetPaperFromDevMode(DMPAPER_A4_ROTATED), PAPER_A4);
     EXPECT_EQ(CPaperTypeMgr::GetPaperFromDevMode(DMPAPER_11X17), PAPER_TABLOID);
@@ -318,6 +310,12 @@ TEST(PaperDevModeTest, VariantsAndUnknownCodes) {
     EXPECT_EQ(CPaperTypeMgr::GetDevModeFromPaper(PAPER_JIS_B5), DMPAPER_B5);
     EXPECT_EQ(CPaperTypeMgr::GetDevModeFromPaper(PAPER_CUSTOM), DMPAPER_USER);
     EXPECT_EQ(CPaperTypeMgr::GetDevModeFromPaper(static_cast<PaperType>(1001)), DMPAPER_USER);
+    // Identifiers are derived from the id.
+    EXPECT_EQ(TlvUtl::PaperIdentifier(21).str(), L"{54504150-4552-4000-8000-000000000015}");
+    EXPECT_EQ(TlvUtl::PaperIdentifier(1001).str(), L"{54504150-4552-4000-8000-0000000003E9}");
+    EXPECT_EQ(CPaperTypeMgr::GetTypeFromInt(42), 42);
+    EXPECT_EQ(CPaperTypeMgr::GetTypeFromInt(-1), PAPER_CUSTOM);
+    EXPECT_EQ(CPaperTypeMgr::GetTypeFromInt(1ll << 32), PAPER_CUSTOM);
 }
 
 } // namespace

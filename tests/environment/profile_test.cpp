@@ -36,6 +36,11 @@ const char* const kSample = "; top comment\r\n"
                             "a=1\r\n"
                             "b=2\r\n";
 
+// Why the tests of line ends, comments and list layouts are POSIX only.
+[[maybe_unused]] constexpr const char* kOwnIniEngine =
+    "the library's own ini engine; the Windows build calls the system's private-profile "
+    "functions, which write CRLF and keep no comments";
+
 class ProfileTest : public ::testing::Test {
 protected:
     TempDir dir;
@@ -50,21 +55,32 @@ protected:
             *result = r;
         return buf.substr(0, std::min<std::size_t>(size, r + 2)); // the text and its NULs
     }
+    // Another file of this test's folder, holding bytes.
+    std::wstring Scratch(const char* name, const std::string& bytes) {
+        TempDir::Write(dir / name, bytes);
+        return (dir / name).wstring();
+    }
+    std::string Contents(const char* name) const { return TempDir::Read(dir / name); }
 };
 
-TEST_F(ProfileTest, ValuesAreTrimmedAndUnquotedAndNamesIgnoreCase) {
+TEST_F(ProfileTest, ValuesAreTrimmedUnquotedAndTruncatedAndNamesIgnoreCase) {
     EXPECT_EQ(Get(L"SEC", L"key1").c_str(), std::wstring(L"value one"));
     EXPECT_EQ(Get(L"Sec", L"quoted").c_str(), std::wstring(L"  q  "));
     EXPECT_EQ(Get(L"Sec", L"sq").c_str(), std::wstring(L"s"));
     EXPECT_EQ(Get(L"Sec", L"half").c_str(), std::wstring(L"\"abc"));
-    EXPECT_EQ(Get(L" sec ", L" KEY1 ").c_str(),
-              std::wstring(L"value one")); // the first [sec] answers
     EXPECT_EQ(Get(L"Sec", L"int6").c_str(), std::wstring(L""));
+    // The first [sec] answers.
+    EXPECT_EQ(Get(L" sec ", L" KEY1 ").c_str(), std::wstring(L"value one"));
+    DWORD r = 0;
+    EXPECT_EQ(Get(L"Sec", L"key1", L"def", 4, &r), std::wstring(L"val\0", 4));
+    EXPECT_EQ(r, 3u);
+    EXPECT_EQ(Get(L"Sec", L"key1", L"def", 1, &r), std::wstring(L"\0", 1));
+    EXPECT_EQ(r, 0u);
+    EXPECT_EQ(Get(L"Sec", L"missing", L"default", 4, &r), std::wstring(L"def\0", 4));
 }
 
 TEST_F(ProfileTest, DefaultsLoseTrailingBlanksAndCommentsAreNoKeys) {
-    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
-                      "private-profile functions, which write CRLF and keep no comments");
+    TLVUTL_POSIX_ONLY(kOwnIniEngine);
     DWORD r = 0;
     EXPECT_EQ(Get(L"Sec", L"missing", L"def  ", 256, &r).c_str(), std::wstring(L"def"));
     EXPECT_EQ(r, 3u);
@@ -76,18 +92,8 @@ TEST_F(ProfileTest, DefaultsLoseTrailingBlanksAndCommentsAreNoKeys) {
     EXPECT_EQ(GetPrivateProfileStringW(L"Sec", L"key1", L"d", nullptr, 5, file.c_str()), 0u);
 }
 
-TEST_F(ProfileTest, ValueTruncation) {
-    DWORD r = 0;
-    EXPECT_EQ(Get(L"Sec", L"key1", L"def", 4, &r), std::wstring(L"val\0", 4));
-    EXPECT_EQ(r, 3u);
-    EXPECT_EQ(Get(L"Sec", L"key1", L"def", 1, &r), std::wstring(L"\0", 1));
-    EXPECT_EQ(r, 0u);
-    EXPECT_EQ(Get(L"Sec", L"missing", L"default", 4, &r), std::wstring(L"def\0", 4));
-}
-
 TEST_F(ProfileTest, ListsAndTheirTruncation) {
-    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
-                      "private-profile functions, which write CRLF and keep no comments");
+    TLVUTL_POSIX_ONLY(kOwnIniEngine);
     DWORD r = 0;
     EXPECT_EQ(Get(L"Other", nullptr, L"def", 256, &r).substr(0, 5), std::wstring(L"a\0b\0\0", 5));
     EXPECT_EQ(r, 4u);
@@ -127,8 +133,7 @@ TEST_F(ProfileTest, IntegerReader) {
 }
 
 TEST_F(ProfileTest, WritesKeepEverythingElse) {
-    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
-                      "private-profile functions, which write CRLF and keep no comments");
+    TLVUTL_POSIX_ONLY(kOwnIniEngine);
     ASSERT_TRUE(WritePrivateProfileStringW(L"OTHER", L"B", L"  spaced  ", file.c_str()));
     ASSERT_TRUE(WritePrivateProfileStringW(L"Other", L"c", L"new", file.c_str()));
     ASSERT_TRUE(WritePrivateProfileStringW(L"Other", L"a", nullptr, file.c_str()));
@@ -147,70 +152,55 @@ TEST_F(ProfileTest, WritesKeepEverythingElse) {
     EXPECT_FALSE(WritePrivateProfileStringW(nullptr, L"k", L"v", file.c_str()));
 }
 
-TEST(Profile, NewKeyGoesAfterTheSectionsLastLineAndUnixEndingsStay) {
-    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
-                      "private-profile functions, which write CRLF and keep no comments");
-    TempDir dir;
-    const std::wstring file = (dir / "u.ini").wstring();
-    TempDir::Write(dir / "u.ini", "[A]\nx=1\n\n[B]\ny=2\n# unknown line\n\xff\xfe raw bytes\n");
-    ASSERT_TRUE(WritePrivateProfileStringW(L"A", L"z", L"3", file.c_str()));
-    EXPECT_EQ(TempDir::Read(dir / "u.ini"),
-              "[A]\nx=1\nz=3\n\n[B]\ny=2\n# unknown line\n\xff\xfe raw bytes\n");
+TEST_F(ProfileTest, NewKeysGoAfterTheSectionsLastLineUnixEndingsStayFilesAreCreated) {
+    TLVUTL_POSIX_ONLY(kOwnIniEngine);
+    const std::wstring u =
+        Scratch("u.ini", "[A]\nx=1\n\n[B]\ny=2\n# unknown line\n\xff\xfe raw bytes\n");
+    ASSERT_TRUE(WritePrivateProfileStringW(L"A", L"z", L"3", u.c_str()));
+    EXPECT_EQ(Contents("u.ini"), "[A]\nx=1\nz=3\n\n[B]\ny=2\n# unknown line\n\xff\xfe raw bytes\n");
+    // A file that does not exist is created.
+    const std::wstring n = (dir / "n.ini").wstring();
+    ASSERT_TRUE(WritePrivateProfileStringW(L"S", L"k", L"v", n.c_str()));
+    EXPECT_EQ(Contents("n.ini"), "[S]\r\nk=v\r\n");
+    wchar_t out[16];
+    EXPECT_EQ(GetPrivateProfileStringW(L"S", L"k", L"", out, 16, n.c_str()), 1u);
 }
 
-TEST(Profile, Utf16FilesStayUtf16ByteForByte) {
-    TempDir dir;
-    const std::wstring file = (dir / "w.ini").wstring();
-    TempDir::Write(dir / "w.ini",
-                   "\xFF\xFE" + TlvUtils::ToUtf16LE(L"; keep\r\n[Units]\r\nname=\u00b5m\r\n"));
-    ASSERT_TRUE(WritePrivateProfileStringW(L"Units", L"sym", L"\u2033", file.c_str()));
-    EXPECT_EQ(TempDir::Read(dir / "w.ini"),
+TEST_F(ProfileTest, Utf16FilesStayUtf16ByteForByte) {
+    const std::wstring w = Scratch(
+        "w.ini", "\xFF\xFE" + TlvUtils::ToUtf16LE(L"; keep\r\n[Units]\r\nname=\u00b5m\r\n"));
+    ASSERT_TRUE(WritePrivateProfileStringW(L"Units", L"sym", L"\u2033", w.c_str()));
+    EXPECT_EQ(Contents("w.ini"),
               "\xFF\xFE" +
                   TlvUtils::ToUtf16LE(L"; keep\r\n[Units]\r\nname=\u00b5m\r\nsym=\u2033\r\n"));
     wchar_t out[16];
-    EXPECT_EQ(GetPrivateProfileStringW(L"units", L"NAME", L"", out, 16, file.c_str()), 2u);
+    EXPECT_EQ(GetPrivateProfileStringW(L"units", L"NAME", L"", out, 16, w.c_str()), 2u);
     EXPECT_STREQ(out, L"\u00b5m");
 }
 
-TEST(Profile, EachLineKeepsItsOwnEndingAndAHalfCharacterShiftsNothing) {
-    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
-                      "private-profile functions, which write CRLF and keep no comments");
-    TempDir dir;
-    const std::wstring file = (dir / "m.ini").wstring();
+TEST_F(ProfileTest, EachLineKeepsItsOwnEndingAndAHalfCharacterShiftsNothing) {
+    TLVUTL_POSIX_ONLY(kOwnIniEngine);
     // Line ends mixed by hand-editing: each untouched line is written back with its own (and a
     // file without a final line end keeps having none).
-    TempDir::Write(dir / "m.ini", "[A]\r\nx=1\ny=2\r; mac\r\n[B]\nz=3");
-    ASSERT_TRUE(WritePrivateProfileStringW(L"B", L"w", L"4", file.c_str()));
-    EXPECT_EQ(TempDir::Read(dir / "m.ini"), "[A]\r\nx=1\ny=2\r; mac\r\n[B]\nz=3\r\nw=4");
-    ASSERT_TRUE(WritePrivateProfileStringW(L"A", L"y", L"5", file.c_str()));
-    EXPECT_EQ(TempDir::Read(dir / "m.ini"), "[A]\r\nx=1\ny=5\r; mac\r\n[B]\nz=3\r\nw=4");
+    const std::wstring m = Scratch("m.ini", "[A]\r\nx=1\ny=2\r; mac\r\n[B]\nz=3");
+    ASSERT_TRUE(WritePrivateProfileStringW(L"B", L"w", L"4", m.c_str()));
+    EXPECT_EQ(Contents("m.ini"), "[A]\r\nx=1\ny=2\r; mac\r\n[B]\nz=3\r\nw=4");
+    ASSERT_TRUE(WritePrivateProfileStringW(L"A", L"y", L"5", m.c_str()));
+    EXPECT_EQ(Contents("m.ini"), "[A]\r\nx=1\ny=5\r; mac\r\n[B]\nz=3\r\nw=4");
 
     // A UTF-16 file cut inside its last character: what is written after it stays readable.
-    const std::wstring cut = (dir / "c.ini").wstring();
-    TempDir::Write(dir / "c.ini",
-                   "\xFF\xFE" + TlvUtils::ToUtf16LE(L"[A]\r\n\0x=1\r\n"s) + std::string(1, 'k'));
+    const std::wstring cut = Scratch(
+        "c.ini", "\xFF\xFE" + TlvUtils::ToUtf16LE(L"[A]\r\n\0x=1\r\n"s) + std::string(1, 'k'));
     ASSERT_TRUE(WritePrivateProfileStringW(L"New", L"k", L"v", cut.c_str()));
     wchar_t out[8] = {};
     EXPECT_EQ(GetPrivateProfileStringW(L"New", L"k", L"", out, 8, cut.c_str()), 1u);
     EXPECT_STREQ(out, L"v");
-    EXPECT_EQ(TempDir::Read(dir / "c.ini"),
+    EXPECT_EQ(Contents("c.ini"),
               "\xFF\xFE" + TlvUtils::ToUtf16LE(L"[A]\r\n\0x=1\r\n[New]\r\nk=v\r\n"s));
 }
 
-TEST(Profile, ANewFileIsCreated) {
-    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
-                      "private-profile functions, which write CRLF and keep no comments");
-    TempDir dir;
-    const std::wstring file = (dir / "n.ini").wstring();
-    ASSERT_TRUE(WritePrivateProfileStringW(L"S", L"k", L"v", file.c_str()));
-    EXPECT_EQ(TempDir::Read(dir / "n.ini"), "[S]\r\nk=v\r\n");
-    wchar_t out[16];
-    EXPECT_EQ(GetPrivateProfileStringW(L"S", L"k", L"", out, 16, file.c_str()), 1u);
-}
-
-TEST(Profile, ThreadsWritingAndReadingOneFileLoseNothing) {
-    TempDir dir;
-    const std::wstring file = (dir / "t.ini").wstring();
+TEST_F(ProfileTest, ThreadsWritingAndReadingOneFileLoseNothing) {
+    file = (dir / "threads.ini").wstring(); // created by the first write
     constexpr int kKeys = 100;
     auto writer = [&](int w) {
         for (int i = 0; i < kKeys; ++i) {
@@ -232,16 +222,13 @@ TEST(Profile, ThreadsWritingAndReadingOneFileLoseNothing) {
         }
 }
 
-TEST(Profile, WriteSectionReplacesKeysAndKeepsComments) {
-    TLVUTL_POSIX_ONLY("the library's own ini engine; the Windows build calls the system's "
-                      "private-profile functions, which write CRLF and keep no comments");
-    TempDir dir;
-    const std::wstring file = (dir / "s.ini").wstring();
-    TempDir::Write(dir / "s.ini", "[S]\r\n; note\r\na=1\r\nb=2\r\n\r\n[T]\r\nc=3\r\n");
-    ASSERT_TRUE(WritePrivateProfileSectionW(L"s", L"x=9\0y=8\0", file.c_str()));
-    EXPECT_EQ(TempDir::Read(dir / "s.ini"), "[S]\r\n; note\r\nx=9\r\ny=8\r\n\r\n[T]\r\nc=3\r\n");
-    ASSERT_TRUE(WritePrivateProfileSectionW(L"T", nullptr, file.c_str()));
-    EXPECT_EQ(TempDir::Read(dir / "s.ini"), "[S]\r\n; note\r\nx=9\r\ny=8\r\n\r\n");
+TEST_F(ProfileTest, WriteSectionReplacesKeysAndKeepsComments) {
+    TLVUTL_POSIX_ONLY(kOwnIniEngine);
+    const std::wstring s = Scratch("s.ini", "[S]\r\n; note\r\na=1\r\nb=2\r\n\r\n[T]\r\nc=3\r\n");
+    ASSERT_TRUE(WritePrivateProfileSectionW(L"s", L"x=9\0y=8\0", s.c_str()));
+    EXPECT_EQ(Contents("s.ini"), "[S]\r\n; note\r\nx=9\r\ny=8\r\n\r\n[T]\r\nc=3\r\n");
+    ASSERT_TRUE(WritePrivateProfileSectionW(L"T", nullptr, s.c_str()));
+    EXPECT_EQ(Contents("s.ini"), "[S]\r\n; note\r\nx=9\r\ny=8\r\n\r\n");
 }
 
 } // namespace

@@ -37,20 +37,17 @@ protected:
     }
 };
 
+// Equal priorities keep their registration order, which the stop pass reverses too.
 TEST_F(HooksTest, PrioritiesRunAscendingAtStartAndDescendingAtStop) {
+    EXPECT_EQ(Run(false, false), "") << "an empty list runs and answers true";
     r->Register(kind, Cb("p3"), 3);
-    r->Register(kind, Cb("p1"), 1);
-    r->Register(kind, Cb("p5"), 5);
-    EXPECT_EQ(Run(false, false), "p1 p3 p5 ");
-    EXPECT_EQ(Run(true, false), "p5 p3 p1 ");
-}
-
-TEST_F(HooksTest, SamePriorityRunsInRegistrationOrderThenReversed) {
     r->Register(kind, Cb("a"), 2);
+    r->Register(kind, Cb("p1"), 1);
     r->Register(kind, Cb("b"), 2);
+    r->Register(kind, Cb("p5"), 5);
     r->Register(kind, Cb("c"), 2);
-    EXPECT_EQ(Run(false, false), "a b c ");
-    EXPECT_EQ(Run(true, false), "c b a ");
+    EXPECT_EQ(Run(false, false), "p1 a b c p3 p5 ");
+    EXPECT_EQ(Run(true, false), "p5 p3 c b a p1 ");
 }
 
 TEST_F(HooksTest, PriorityZeroRunsOnlyInItsOwnPass) {
@@ -76,21 +73,16 @@ TEST_F(HooksTest, DuplicateRegistrationRunsTwiceAndUnregisterRemovesFirstCopyPer
     EXPECT_FALSE(r->Unregister(kind + 100000, Cb("x"))); // unknown kind
 }
 
-TEST_F(HooksTest, FailingHookDoesNotStopTheOthers) {
+// A hook answering false does not stop the others; one that throws stops the run.
+TEST_F(HooksTest, FailingHooksAndThrowingHooks) {
     r->Register(kind, Cb("fails", &TraceFalse), 1);
     r->Register(kind, Cb("runs"), 1);
     EXPECT_EQ(Run(false, false), "fails runs ");
-}
-
-TEST_F(HooksTest, ThrowingHookStopsTheRun) {
-    r->Register(kind, DelayInitRegistrar::Callback(nullptr, [](void*) -> bool { throw 7; }), 1);
-    r->Register(kind, Cb("after"), 1);
-    EXPECT_THROW(r->RunHooks(kind, false, false), int);
+    r->Register(kind, DelayInitRegistrar::Callback(nullptr, [](void*) -> bool { throw 7; }), 0);
+    r->Register(kind, Cb("after"), 0);
+    g_trace.clear();
+    EXPECT_THROW(r->RunHooks(kind, false, true), int);
     EXPECT_EQ(g_trace, "");
-}
-
-TEST_F(HooksTest, EmptyListRunsAndReturnsTrue) {
-    EXPECT_EQ(Run(false, false), "");
 }
 
 int g_start = 0, g_stop = 0;
@@ -101,7 +93,7 @@ bool Stop() {
     return ++g_stop, true;
 }
 
-TEST(HookObjects, RegisterForTheirLifetimeOnlyAndCopiesDoNotRegister) {
+TEST(HookObjects, RegisterForTheirLifetimeOnlyCopiesDoNotRegisterPhasesHaveTheirLists) {
     DelayInitRegistrar* r = DelayInitRegistrar::GetInst();
     g_start = g_stop = 0;
     {
@@ -115,6 +107,15 @@ TEST(HookObjects, RegisterForTheirLifetimeOnlyAndCopiesDoNotRegister) {
     r->RunStartupHooks(false);
     r->RunShutdownHooks(false);
     EXPECT_EQ(g_start, 1);
+    EXPECT_EQ(g_stop, 1);
+    // Startup and shutdown hooks use their own lists.
+    g_start = g_stop = 0;
+    StartupHook s(&Start, 6);
+    ShutdownHook t(&Stop, 6);
+    DelayInitRegistrar::GetInst()->RunStartupHooks(false);
+    EXPECT_EQ(g_start, 1);
+    EXPECT_EQ(g_stop, 0);
+    DelayInitRegistrar::GetInst()->RunShutdownHooks(false);
     EXPECT_EQ(g_stop, 1);
 }
 
@@ -138,17 +139,6 @@ TEST(HookObjects, DelayInitBaseRunsBothPhasesInMirrorOrder) {
     trace.clear();
     DelayInitRegistrar::GetInst()->RunStartupHooks(false);
     EXPECT_EQ(trace, "");
-}
-
-TEST(HookObjects, StartupAndShutdownHooksUseTheirOwnLists) {
-    g_start = g_stop = 0;
-    StartupHook s(&Start, 6);
-    ShutdownHook t(&Stop, 6);
-    DelayInitRegistrar::GetInst()->RunStartupHooks(false);
-    EXPECT_EQ(g_start, 1);
-    EXPECT_EQ(g_stop, 0);
-    DelayInitRegistrar::GetInst()->RunShutdownHooks(false);
-    EXPECT_EQ(g_stop, 1);
 }
 
 TEST(Delegate, EqualOnlyWhenBothWordsAreEqual) {

@@ -5,14 +5,8 @@ extern "C" int RunHandleMemoryFromC(void);
 extern "C" int RunHandleListFromC(void);
 extern "C" int RunGlobalListFromC(void);
 
-TEST(CInterface, HandleMemory) {
+TEST(CInterface, HandleMemoryHandleListsAndGlobalLists) {
     EXPECT_EQ(RunHandleMemoryFromC(), 0);
-}
-
-TEST(CInterface, HandleLists) {
     EXPECT_EQ(RunHandleListFromC(), 0);
-}
-
-TEST(CInterface, GlobalLists) {
     EXPECT_EQ(RunGlobalListFromC(), 0);
 }

@@ -145,29 +145,6 @@ TEST(GlobalList, RetrieveGetAndTheEnds) {
     EXPECT_EQ(l.Size(1), 5);
 }
 
-TEST(GlobalList, RemoveClosesTheGapAndCompactDropsEveryHole) {
-    Probe l;
-    for (const char* s : {"a", "b", "c", "d", "e"})
-        Add(l, s);
-    EXPECT_EQ(l.Remove(1), 1);
-    EXPECT_EQ(l.Count(), 4);
-    EXPECT_EQ(Text(l, 1), "c");
-    l.Delete(3);
-    EXPECT_EQ(l.Count(), 3);
-    l.Delete(1);
-    l.Delete(2);
-    EXPECT_EQ(l.Count(), 2) << "the hole at 1 is now the last slot";
-    EXPECT_EQ(l.Remove(1), 1) << "removing an empty last slot changes nothing";
-    EXPECT_EQ(l.Count(), 2);
-    l.InsertEnd("x", 1);
-    l.InsertEnd("y", 1);
-    l.Delete(0);
-    l.Compact();
-    EXPECT_EQ(l.Count(), 2);
-    EXPECT_EQ(Text(l, 0) + Text(l, 1), "xy");
-    EXPECT_EQ(l.Slot(2).used, 0);
-}
-
 TEST(GlobalList, FindCompleteElementIsAPrefixMatch) {
     Probe l;
     Add(l, "xyz");

@@ -42,126 +42,73 @@ Bytes ImageOf(const Expected& e, uint32_t headerSize, const Bytes& extHeader) {
     return out;
 }
 
-struct Step {
-    const char* what;
-    std::function<LONG(HMEM, std::string&)> run; // fills the string with copied-out bytes
-    LONG result;
-    std::string out;
-    Expected after;
-};
+// One call on the list; the calls that copy a record out fill the string with it.
+using Call = std::function<LONG(HMEM, std::string&)>;
 
-LONG Put(HMEM l, LONG (*f)(HMEM, const void*, DWORD), const char* s) {
-    return f(l, s, static_cast<DWORD>(std::strlen(s)));
+// A call that stores text (its terminating zero left out), at an index or not.
+Call Put(LONG (*f)(HMEM, const void*, DWORD), const char* text) {
+    return [=](HMEM l, std::string&) { return f(l, text, static_cast<DWORD>(std::strlen(text))); };
 }
+Call PutAt(LONG (*f)(HMEM, LONG, const void*, DWORD), LONG index, const char* text) {
+    return [=](HMEM l, std::string&) {
+        return f(l, index, text, static_cast<DWORD>(std::strlen(text)));
+    };
+}
+// A call that copies the record at index out into an 8-byte buffer.
+Call Take(LONG (*f)(HMEM, LONG, void*, DWORD), LONG index) {
+    return [=](HMEM l, std::string& out) {
+        char buf[8] = {};
+        const LONG r = f(l, index, buf, sizeof buf);
+        out = buf;
+        return r;
+    };
+}
+
+struct Step {
+    Call run;
+    LONG result;
+    Expected after;
+    std::string out = ""; // the copied-out text
+};
 
 const std::vector<Step>& Sequence() {
     static const std::vector<Step> steps = {
-        {"Push abc",
-         [](HMEM l, std::string&) { return Put(l, LIST_Push, "abc"); },
-         1,
-         "",
-         {23, 1, {20, 23}, 0, "abc"}},
-        {"Push defgh",
-         [](HMEM l, std::string&) { return Put(l, LIST_Push, "defgh"); },
-         2,
-         "",
-         {32, 2, {24, 27, 32}, 0, "abcdefgh"}},
-        {"Push i",
-         [](HMEM l, std::string&) { return Put(l, LIST_Push, "i"); },
-         3,
-         "",
-         {37, 3, {28, 31, 36, 37}, 0, "abcdefghi"}},
-        {"InsertTop XY",
-         [](HMEM l, std::string&) { return Put(l, LIST_InsertTop, "XY"); },
-         4,
-         "",
-         {43, 4, {32, 34, 37, 42, 43}, 0, "XYabcdefghi"}},
+        {Put(LIST_Push, "abc"), 1, {23, 1, {20, 23}, 0, "abc"}},
+        {Put(LIST_Push, "defgh"), 2, {32, 2, {24, 27, 32}, 0, "abcdefgh"}},
+        {Put(LIST_Push, "i"), 3, {37, 3, {28, 31, 36, 37}, 0, "abcdefghi"}},
+        {Put(LIST_InsertTop, "XY"), 4, {43, 4, {32, 34, 37, 42, 43}, 0, "XYabcdefghi"}},
         // Gap 0: only the later entries move; the gap becomes 4.
-        {"Remove 1",
-         [](HMEM l, std::string& out) {
-             char buf[8] = {};
-             LONG r = LIST_Remove(l, 1, buf, sizeof buf);
-             out = buf;
-             return r;
-         },
-         3,
-         "abc",
-         {40, 3, {32, 34, 39, 40}, 4, "XYdefghi"}},
+        {Take(LIST_Remove, 1), 3, {40, 3, {32, 34, 39, 40}, 4, "XYdefghi"}, "abc"},
         // Gap 4: the table tail and every record move down by 4.
-        {"PopOldest",
-         [](HMEM l, std::string& out) {
-             char buf[8] = {};
-             LONG r = LIST_PopOldest(l, buf, sizeof buf);
-             out = buf;
-             return r;
-         },
+        {Take([](HMEM l, LONG, void* b, DWORD n) { return LIST_PopOldest(l, b, n); }, 0),
          2,
-         "XY",
-         {34, 2, {28, 33, 34}, 4, "defghi"}},
+         {34, 2, {28, 33, 34}, 4, "defghi"},
+         "XY"},
         // The gap of 4 takes the new entry: nothing moves.
-        {"Push jk",
-         [](HMEM l, std::string&) { return Put(l, LIST_Push, "jk"); },
-         3,
-         "",
-         {36, 3, {28, 33, 34, 36}, 0, "defghijk"}},
-        {"DeleteIth 1",
-         [](HMEM l, std::string& out) {
-             char buf[8] = {};
-             LONG r = LIST_DeleteIth(l, 1, buf, sizeof buf);
-             out = buf;
-             return r;
-         },
-         3,
-         "i",
-         {35, 3, {28, 33, 33, 35}, 0, "defghjk"}},
-        {"InsertAtFree Z",
-         [](HMEM l, std::string&) { return Put(l, LIST_InsertAtFree, "Z"); },
-         1,
-         "",
-         {36, 3, {28, 33, 34, 36}, 0, "defghZjk"}},
+        {Put(LIST_Push, "jk"), 3, {36, 3, {28, 33, 34, 36}, 0, "defghijk"}},
+        {Take(LIST_DeleteIth, 1), 3, {35, 3, {28, 33, 33, 35}, 0, "defghjk"}, "i"},
+        {Put(LIST_InsertAtFree, "Z"), 1, {36, 3, {28, 33, 34, 36}, 0, "defghZjk"}},
         // Three more entries: 12 bytes of table room.
-        {"PutIth 5 mn",
-         [](HMEM l, std::string&) { return LIST_PutIth(l, 5, "mn", 2); },
-         0,
-         "",
-         {50, 6, {40, 45, 46, 48, 48, 48, 50}, 0, "defghZjkmn"}},
-        {"ReplaceIth 0 AB",
-         [](HMEM l, std::string&) { return LIST_ReplaceIth(l, 0, "AB", 2); },
-         6,
-         "",
-         {47, 6, {40, 42, 43, 45, 45, 45, 47}, 0, "ABZjkmn"}},
-        {"Remove 3 (empty)",
-         [](HMEM l, std::string&) { return LIST_Remove(l, 3, nullptr, 0); },
+        {PutAt(LIST_PutIth, 5, "mn"), 0, {50, 6, {40, 45, 46, 48, 48, 48, 50}, 0, "defghZjkmn"}},
+        {PutAt(LIST_ReplaceIth, 0, "AB"), 6, {47, 6, {40, 42, 43, 45, 45, 45, 47}, 0, "ABZjkmn"}},
+        // Slot 3 is empty.
+        {[](HMEM l, std::string&) { return LIST_Remove(l, 3, nullptr, 0); },
          5,
-         "",
          {47, 5, {40, 42, 43, 45, 45, 47}, 4, "ABZjkmn"}},
         // A replacement of another length is a removal and an insertion: with a gap of 4 the
         // removal gives the room back and the insertion does not need it.
-        {"ReplaceIth 1 xyz",
-         [](HMEM l, std::string&) { return LIST_ReplaceIth(l, 1, "xyz", 3); },
-         5,
-         "",
-         {45, 5, {36, 38, 41, 43, 43, 45}, 0, "ABxyzjkmn"}},
-        {"InsertSubList 2 empty",
-         [](HMEM l, std::string&) { return LIST_InsertSubList(l, 2, nullptr, 0); },
+        {PutAt(LIST_ReplaceIth, 1, "xyz"), 5, {45, 5, {36, 38, 41, 43, 43, 45}, 0, "ABxyzjkmn"}},
+        {[](HMEM l, std::string&) { return LIST_InsertSubList(l, 2, nullptr, 0); },
          0,
-         "",
          {49, 6, {40, 42, 45, 45, 47, 47, 49}, 0, "ABxyzjkmn"}},
-        {"Insert 1 Q",
-         [](HMEM l, std::string&) { return LIST_Insert(l, 1, "Q", 1); },
-         7,
-         "",
-         {54, 7, {44, 46, 47, 50, 50, 52, 52, 54}, 0, "ABQxyzjkmn"}},
+        {PutAt(LIST_Insert, 1, "Q"), 7, {54, 7, {44, 46, 47, 50, 50, 52, 52, 54}, 0, "ABQxyzjkmn"}},
         // Same length: in place.
-        {"ReplaceIth 6 MN",
-         [](HMEM l, std::string&) { return LIST_ReplaceIth(l, 6, "MN", 2); },
+        {PutAt(LIST_ReplaceIth, 6, "MN"),
          7,
-         "",
          {54, 7, {44, 46, 47, 50, 50, 52, 52, 54}, 0, "ABQxyzjkMN"}},
-        {"PutIth 4 (null data, same length)",
-         [](HMEM l, std::string&) { return LIST_PutIth(l, 4, nullptr, 2); },
+        // No data, the same length: the bytes stay.
+        {[](HMEM l, std::string&) { return LIST_PutIth(l, 4, nullptr, 2); },
          0,
-         "",
          {54, 7, {44, 46, 47, 50, 50, 52, 52, 54}, 0, "ABQxyzjkMN"}},
     };
     return steps;
@@ -183,11 +130,13 @@ TEST_P(HandleListLayout, EveryStepGivesTheHandDerivedBytes) {
     EXPECT_EQ(LIST_LLength(static_cast<LIST*>(MEMMANLock(list))), 16 + headerSize - 12);
 
     TlvUtl::ScopedMessageCapture sink;
-    for (const Step& step : Sequence()) {
+    for (std::size_t i = 0; i < Sequence().size(); ++i) {
+        SCOPED_TRACE("step " + std::to_string(i));
+        const Step& step = Sequence()[i];
         std::string out;
-        EXPECT_EQ(step.run(list, out), step.result) << step.what;
-        EXPECT_EQ(out, step.out) << step.what;
-        ASSERT_EQ(BlockOf(list), ImageOf(step.after, headerSize, ext)) << step.what;
+        EXPECT_EQ(step.run(list, out), step.result);
+        EXPECT_EQ(out, step.out);
+        ASSERT_EQ(BlockOf(list), ImageOf(step.after, headerSize, ext));
         EXPECT_EQ(static_cast<uint32_t>(MEMMANGetSize(list)), step.after.size + headerSize - 12);
     }
     EXPECT_TRUE(tlvtest::Boxes(sink).empty());

@@ -71,7 +71,7 @@ TEST(HandleMemory, FailedAllocationsAnswerNull) {
     MEMMANFree(h);
 }
 
-TEST(HandleMemory, NullHandlesAndPlacesGetTheNothingResult) {
+TEST(HandleMemory, NullHandlesAndPlacesGetTheNothingResultMoveHugeOverlaps) {
     EXPECT_EQ(MEMMANReAlloc(nullptr, 8), nullptr);
     EXPECT_EQ(MEMMANDuplicate(nullptr), nullptr);
     EXPECT_EQ(MEMMANLock(nullptr), nullptr);
@@ -95,6 +95,14 @@ TEST(HandleMemory, NullHandlesAndPlacesGetTheNothingResult) {
     EXPECT_EQ(MEMMANMoveHuge(&c, nullptr, 1), 0);
     EXPECT_EQ(MEMMANMoveHuge(&c, "x", -1), 0);
     EXPECT_EQ(c, 0);
+    // MoveHuge copies overlapping ranges.
+    char text[] = "0123456789";
+    EXPECT_EQ(MEMMANMoveHuge(text + 2, text, 6), 1);
+    EXPECT_STREQ(text, "0101234589");
+    EXPECT_EQ(MEMMANMoveHuge(text, text + 4, 6), 1);
+    EXPECT_STREQ(text, "2345894589");
+    EXPECT_EQ(MMInitTemp(), 1);
+    EXPECT_EQ(MMShutdownTemp(), 1);
 }
 
 TEST(HandleMemory, LockingPairsStoreHandleAndPointer) {
@@ -121,16 +129,6 @@ TEST(HandleMemory, LockingPairsStoreHandleAndPointer) {
     HMEM failed = reinterpret_cast<HMEM>(&p);
     EXPECT_EQ(MEMMANAllocLock(&failed, &p, -1), 0);
     EXPECT_EQ(failed, nullptr) << "the handle place holds null after a failure";
-}
-
-TEST(HandleMemory, MoveHugeCopiesOverlappingRanges) {
-    char text[] = "0123456789";
-    EXPECT_EQ(MEMMANMoveHuge(text + 2, text, 6), 1);
-    EXPECT_STREQ(text, "0101234589");
-    EXPECT_EQ(MEMMANMoveHuge(text, text + 4, 6), 1);
-    EXPECT_STREQ(text, "2345894589");
-    EXPECT_EQ(MMInitTemp(), 1);
-    EXPECT_EQ(MMShutdownTemp(), 1);
 }
 
 } // namespace

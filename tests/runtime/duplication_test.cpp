@@ -49,13 +49,16 @@ public:
     }
 };
 
-TEST(Duplication, UnmappedSourcesGiveNothing) {
+TEST(Duplication, UnmappedSourcesAndDefaultsGiveNothing) {
     DuplicationContext context;
     Node n(1);
     EXPECT_TRUE(context.IsDeepCopy());
     EXPECT_EQ(context.FindMappedInstance(&n), nullptr);
     EXPECT_EQ(context.FindMappedPtrInstance(&n), nullptr);
     EXPECT_EQ(context.FindMappedInstance(nullptr), nullptr);
+    Duplicatable d; // the defaults return nothing
+    EXPECT_EQ(d.Duplicate(&context), nullptr);
+    EXPECT_EQ(d.DuplicatePtr(&context), nullptr);
 }
 
 TEST(Duplication, TheLastMappingWinsForBothLookUps) {
@@ -92,13 +95,6 @@ TEST(Duplication, SharedCopiesLiveAsLongAsTheContext) {
         EXPECT_EQ(static_cast<const DuplicationContext&>(context).FindMappedInstance(&source), raw);
     }
     EXPECT_EQ(g_alive, before + 1);
-}
-
-TEST(Duplication, DefaultsReturnNothing) {
-    Duplicatable d;
-    DuplicationContext context;
-    EXPECT_EQ(d.Duplicate(&context), nullptr);
-    EXPECT_EQ(d.DuplicatePtr(&context), nullptr);
 }
 
 TEST(Duplication, AGraphWithASharedChildIsCopiedOnce) {

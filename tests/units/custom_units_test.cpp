@@ -7,7 +7,7 @@
 #include "environment/temp_dir.h"
 #include "units/units_internal.h"
 
-#include "units/unit_test_support.h"
+#include "cstring_printer.h"
 
 #include <gtest/gtest.h>
 

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -32,79 +33,60 @@ void Fails(const std::wstring& text, unsigned flags = WEQ_ALL) {
     EXPECT_EQ(r.value, 0.0);
 }
 
-TEST(EqParser, PrioritiesAndAssociativity) {
-    EXPECT_EQ(Ok(L"8-3-2"), 3.0);
-    EXPECT_EQ(Ok(L"2^3^2"), 512.0);
-    EXPECT_EQ(Ok(L"-2^2"), 4.0);
-    EXPECT_EQ(Ok(L"2*3+4"), 10.0);
-    EXPECT_EQ(Ok(L"2+3*4"), 14.0);
-    EXPECT_EQ(Ok(L"16/4/2"), 2.0);
-    EXPECT_EQ(Ok(L"2*-3"), -6.0);
-    EXPECT_EQ(Ok(L"--2"), 2.0);
-    EXPECT_EQ(Ok(L"+-+2"), -2.0);
-    EXPECT_EQ(Ok(L"2^-1"), 0.5);
+using Exact = std::pair<const wchar_t*, double>;
+
+TEST(EqParser, PrioritiesAssociativityAndBrackets) {
+    // The last row holds fractions: a whole number, a space and a fraction.
+    const Exact cases[] = {
+        {L"8-3-2", 3.0},  {L"2^3^2", 512.0}, {L"-2^2", 4.0},  {L"2*3+4", 10.0}, {L"2+3*4", 14.0},
+        {L"16/4/2", 2.0}, {L"2*-3", -6.0},   {L"--2", 2.0},   {L"+-+2", -2.0},  {L"2^-1", 0.5},
+        {L"12.5", 12.5},  {L".5", 0.5},      {L"5.", 5.0},    {L"(2)-1", 1.0},  {L"-(2+3)", -5.0},
+        {L"3 1/2", 3.5},  {L"-3 1/2", -3.5}, {L"1/4*2", 0.5}, {L"2*3 1/2", 7.0}};
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(Ok(text), value) << CString(text).ToUtf8();
     EXPECT_EQ(Ok(L" 1 +  2 "), 3.0);
-    EXPECT_EQ(Ok(L"12.5"), 12.5);
-    EXPECT_EQ(Ok(L".5"), 0.5);
-    EXPECT_EQ(Ok(L"5."), 5.0);
-}
-
-TEST(EqParser, EmptyTextIsZero) {
-    EXPECT_EQ(Eval(L"").ok, 1);
-    EXPECT_EQ(Eval(L"   ").value, 0.0);
-    EXPECT_EQ(Eval(L"   ").ok, 1);
-}
-
-TEST(EqParser, BracketsOfThreeKinds) {
     EXPECT_EQ(Ok(L"2*(3+4)^2"), 98.0);
     EXPECT_EQ(Ok(L"[1+{2*(3-1)}]*2"), 10.0);
     EXPECT_EQ(Ok(L"((((1+2)*3)+4)*5)"), 65.0);
-    EXPECT_EQ(Ok(L"-(2+3)"), -5.0);
-    EXPECT_EQ(Ok(L"(2)-1"), 1.0);
-    Fails(L"(1+2]");
-    Fails(L"(1+2");
-    Fails(L"1+2)");
-    Fails(L"()");
-    Fails(L"2*()");
-    Fails(L"[(1)]]");
+    EXPECT_EQ(Ok(L"log 1000"), 3.0);
+    EXPECT_EQ(Ok(L"sqrt 16 + 1"), 5.0);
+    // Empty text is zero.
+    for (const wchar_t* blank : {L"", L"   "}) {
+        EXPECT_EQ(Eval(blank).ok, 1);
+        EXPECT_EQ(Eval(blank).value, 0.0);
+    }
 }
 
 TEST(EqParser, SyntaxErrors) {
-    Fails(L"1 2");
-    Fails(L"1.2.3");
-    Fails(L"1+");
-    Fails(L"*2");
-    Fails(L"2**3");
-    Fails(L"abc");
-    Fails(L"2 x");
-    Fails(L"1e5");
-    Fails(L"1/0");
-    Fails(L"sqrt(-1)");
-    Fails(L"10^400");
+    for (const wchar_t* bad :
+         {L"(1+2]", L"(1+2", L"1+2)", L"()", L"2*()", L"[(1)]]", L"1 2", L"1.2.3", L"1+", L"*2",
+          L"2**3", L"abc", L"2 x", L"1e5", L"1/0", L"sqrt(-1)", L"10^400", L"sin", L"sin()"})
+        Fails(bad);
     Fails(L"2+3", 0); // without the operator set only numbers and signs are known
     EXPECT_EQ(Eval(L"-2", 0).value, -2.0);
+    EXPECT_EQ(Eval(L"3 1/2", WEQ_OPERATORS).ok, 0); // without fractions: two numbers in a row
 }
 
-TEST(EqParser, Functions) {
+TEST(EqParser, FunctionsAndAngleModes) {
     EXPECT_NEAR(Ok(L"sqrt(2)*log(100)/ln(10)"), std::sqrt(2.0) * 2 / std::log(10.0), 1e-12);
-    EXPECT_EQ(Ok(L"log 1000"), 3.0);
-    EXPECT_EQ(Ok(L"sqrt 16 + 1"), 5.0);
-    EXPECT_NEAR(Ok(L"sinh(1)"), std::sinh(1.0), 1e-12);
-    EXPECT_NEAR(Ok(L"sec(0)"), 1.0, 1e-12);
-    EXPECT_NEAR(Ok(L"acot(1)"), std::atan(1.0), 1e-12);
-    Fails(L"sin");
-    Fails(L"sin()");
-}
-
-TEST(EqParser, DegreeMode) {
-    EXPECT_NEAR(Ok(L"sin(30)", DRG_DEG), 0.5, 1e-12);
-    EXPECT_NEAR(Ok(L"asin(0.5)", DRG_DEG), 30.0, 1e-12);
-    EXPECT_NEAR(Ok(L"sin(30)+cos(60)", DRG_DEG), 1.0, 1e-12);
-    EXPECT_NEAR(Ok(L"acsc(2)", DRG_DEG), 30.0, 1e-12);
-    EXPECT_NEAR(Ok(L"sin(30)"), std::sin(30.0), 1e-12);
-    EXPECT_NEAR(Ok(L"sin(30)", DRG_GRAD), std::sin(30.0), 1e-12);
-    // The hyperbolic functions take no angle.
-    EXPECT_NEAR(Ok(L"sinh(1)", DRG_DEG), std::sinh(1.0), 1e-12);
+    struct Case {
+        const wchar_t* text;
+        DRG mode;
+        double value;
+    } cases[] = {
+        {L"sinh(1)", DRG_RAD, std::sinh(1.0)},
+        {L"sec(0)", DRG_RAD, 1.0},
+        {L"acot(1)", DRG_RAD, std::atan(1.0)},
+        {L"sin(30)", DRG_DEG, 0.5},
+        {L"asin(0.5)", DRG_DEG, 30.0},
+        {L"sin(30)+cos(60)", DRG_DEG, 1.0},
+        {L"acsc(2)", DRG_DEG, 30.0},
+        {L"sin(30)", DRG_RAD, std::sin(30.0)},
+        {L"sin(30)", DRG_GRAD, std::sin(30.0)},
+        {L"sinh(1)", DRG_DEG, std::sinh(1.0)}, // the hyperbolic functions take no angle
+    };
+    for (const Case& c : cases)
+        EXPECT_NEAR(Ok(c.text, c.mode), c.value, 1e-12) << CString(c.text).ToUtf8();
 }
 
 TEST(EqParser, DecimalSeparatorFromTheLocale) {
@@ -113,15 +95,6 @@ TEST(EqParser, DecimalSeparatorFromTheLocale) {
     TlvUtl::ScopedLocaleOverride locale(o);
     EXPECT_EQ(Ok(L"2,5*2"), 5.0);
     Fails(L"2.5");
-}
-
-TEST(EqParser, Fractions) {
-    EXPECT_EQ(Ok(L"3 1/2"), 3.5);
-    EXPECT_EQ(Ok(L"-3 1/2"), -3.5);
-    EXPECT_EQ(Ok(L"1/4*2"), 0.5);
-    EXPECT_EQ(Ok(L"2*3 1/2"), 7.0);
-    const Result plain = Eval(L"3 1/2", WEQ_OPERATORS);
-    EXPECT_EQ(plain.ok, 0); // without fractions it is two numbers in a row
 }
 
 TEST(EqParser, HostileInputNeverCrashes) {

@@ -15,7 +15,7 @@ std::wstring Fmt(const wchar_t* value, UINT digits, UINT grouping = 3, UINT nega
              : L"<fail " + std::to_wstring(TlvUtl::Win32::GetLastError()) + L">";
 }
 
-TEST(NumberFormat, RoundsHalfAwayFromZeroOnTheDigits) {
+TEST(NumberFormat, RoundsHalfAwayFromZeroOnTheDigitsAndNegativeZeroKeepsItsSign) {
     EXPECT_EQ(Fmt(L"999.995", 2), L"1,000.00"); // carries across a group boundary
     EXPECT_EQ(Fmt(L"999999.5", 0), L"1,000,000");
     EXPECT_EQ(Fmt(L"0.5", 0), L"1");
@@ -23,9 +23,7 @@ TEST(NumberFormat, RoundsHalfAwayFromZeroOnTheDigits) {
     EXPECT_EQ(Fmt(L"-1.5", 0, 3, 1), L"-2");
     EXPECT_EQ(Fmt(L"0.05", 1, 3, 1, 0), L".1");
     EXPECT_EQ(Fmt(L"12345678901234567890.123", 2), L"12,345,678,901,234,567,890.12");
-}
-
-TEST(NumberFormat, NegativeZeroKeepsItsSign) {
+    // A negative zero keeps its sign.
     EXPECT_EQ(Fmt(L"-0.001", 2), L"-0.00");
     EXPECT_EQ(Fmt(L"-0.004", 2, 3, 0), L"(0.00)");
     EXPECT_EQ(Fmt(L"-0", 0), L"-0");

@@ -28,22 +28,23 @@ CString Format(const wchar_t* value, bool* ok = nullptr) {
     return out;
 }
 
-TEST(RegionalFormat, CommaDecimalWithPointGroupingKeepsTheSuffix) {
+TEST(RegionalFormat, CommaDecimalWithPointGroupingKeepsTheSuffixAndComesOutAgain) {
     TlvUtl::ScopedLocaleOverride locale(German());
     bool ok = false;
     EXPECT_EQ(Format(L"1.234,5 mm", &ok), L"1.234,5 mm");
     EXPECT_TRUE(ok);
     EXPECT_EQ(Format(L"1234567,25"), L"1.234.567,25");
     EXPECT_EQ(Format(L"-12,5cm"), L"-12,5cm");
+    // Taking the separators out needs at least one.
+    WRegionalSupportFormat f;
+    CString out = L"untouched";
+    EXPECT_FALSE(f.RemoveThousandSeptFromValue(L"1234,5", out));
+    EXPECT_EQ(out, L"untouched");
+    EXPECT_TRUE(f.RemoveThousandSeptFromValue(L"1.234.567,5", out));
+    EXPECT_EQ(out, L"1234567,5");
 }
 
-TEST(RegionalFormat, AtMostNineFractionalDigits) {
-    TlvUtl::ScopedLocaleOverride locale(English());
-    EXPECT_EQ(Format(L"0.123456789012"), L"0.123456789");
-    EXPECT_EQ(Format(L"1.9999999999"), L"2.000000000");
-}
-
-TEST(RegionalFormat, NoNumberOrNoDigitsGivesFalse) {
+TEST(RegionalFormat, NoNumberOrNoDigitsGivesFalseAndAtMostNineFractionalDigitsShow) {
     TlvUtl::ScopedLocaleOverride locale(English());
     bool ok = true;
     EXPECT_EQ(Format(L"", &ok), L"");
@@ -58,6 +59,9 @@ TEST(RegionalFormat, NoNumberOrNoDigitsGivesFalse) {
     // Without a decimal separator no fraction is shown.
     EXPECT_EQ(Format(L"12345 pt", &ok), L"12,345 pt");
     EXPECT_TRUE(ok);
+    // At most nine fractional digits.
+    EXPECT_EQ(Format(L"0.123456789012"), L"0.123456789");
+    EXPECT_EQ(Format(L"1.9999999999"), L"2.000000000");
 }
 
 TEST(RegionalFormat, IndianGroupingIsReadAsAnInteger) {
@@ -103,16 +107,6 @@ TEST(RegionalFormat, NoticesALocaleChange) {
         ASSERT_TRUE(f.GetValueInLocaleFormat(L"1234,5", out));
         EXPECT_EQ(out, L"1.234,5");
     }
-}
-
-TEST(RegionalFormat, RemoveThousandSeparator) {
-    TlvUtl::ScopedLocaleOverride locale(German());
-    WRegionalSupportFormat f;
-    CString out = L"untouched";
-    EXPECT_FALSE(f.RemoveThousandSeptFromValue(L"1234,5", out));
-    EXPECT_EQ(out, L"untouched");
-    EXPECT_TRUE(f.RemoveThousandSeptFromValue(L"1.234.567,5", out));
-    EXPECT_EQ(out, L"1234567,5");
 }
 
 TEST(RegionalFormat, HandlesShareOneImplementationAndSurviveTeardown) {

@@ -5,7 +5,7 @@
 
 #include "units/units_internal.h"
 
-#include "units/unit_test_support.h"
+#include "cstring_printer.h"
 
 #include <gtest/gtest.h>
 
@@ -47,19 +47,7 @@ constexpr double kPerMm = 10000.0;
 constexpr double kPerInch = 254000.0;
 constexpr double kPerPica = 254000.0 / 6;
 
-TEST(UnitText, NoNegativeZero) {
-    Locale locale;
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0009 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0015 * kPerMm, 2, 0, 0, 3), CString(L"-0.002"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-1.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE),
-              CString(L"-1"));
-    EXPECT_EQ(UNITPreciseConvToUnitAndString(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-}
-
-TEST(UnitText, DecimalsDefaultsAndSelectors) {
+TEST(UnitText, DecimalsDefaultsSelectorsAndNoNegativeZero) {
     Locale locale;
     // Default: the table's 3 for millimetres, 5 for inches.
     EXPECT_EQ(UNITConvToUnitString(12.34567 * kPerMm, 2, 0), CString(L"12.346"));
@@ -78,6 +66,15 @@ TEST(UnitText, DecimalsDefaultsAndSelectors) {
     UNITSetDefDecimalPrecision(2, 1);
     EXPECT_EQ(UNITConvToUnitString(12.34567 * kPerMm, 2, 0), CString(L"12.3"));
     UNITSetDefDecimalPrecision(2, 3); // the table's, for the tests after this one
+    // No negative zero.
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0 * kPerMm, 2, 0, 0, 3), CString(L"0"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0009 * kPerMm, 2, 0, 0, 3), CString(L"0"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0015 * kPerMm, 2, 0, 0, 3), CString(L"-0.002"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE), CString(L"0"));
+    EXPECT_EQ(UNITConvToUnitAndStringEx(-1.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE),
+              CString(L"-1"));
+    EXPECT_EQ(UNITPreciseConvToUnitAndString(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
 }
 
 TEST(UnitText, LocaleSeparatorsSignAndLeadingZero) {
@@ -145,7 +142,7 @@ TEST(UnitText, UnknownUnitsAreFatalAtLine466) {
     }
 }
 
-TEST(UnitConversion, BaseAndUnits) {
+TEST(UnitConversion, BaseUnitsAndIncrements) {
     EXPECT_NEAR(UNITConvertBaseToUnit(2, 25400.0, 0), 2.54, 1e-15);
     EXPECT_NEAR(UNITConvertUnitToBase(1, 2.0, 0), 508000.0, 1e-9);
     EXPECT_EQ(UNITConvertUnitToBase(22, 2.0, 0), 2.0);
@@ -156,6 +153,13 @@ TEST(UnitConversion, BaseAndUnits) {
     TlvUtl::ScopedMessageCapture sink;
     EXPECT_EQ(UNITConvertBaseToUnit(40, 1.0, 0), 0.0);
     EXPECT_NE(BoxCaption(sink).Find(L"UNITS"), -1);
+    // Increments: steps in the unit and in base units.
+    EXPECT_EQ(UNITGetIncrement(1, 1), 0.05000000074505806);
+    EXPECT_EQ(UNITGetIncrement(1, 3), -1.0);
+    EXPECT_NEAR(UNITGetAutoIncrement(2, 0), 1000.0, 1e-9);
+    EXPECT_NEAR(UNITGetAutoValue(2, 1234.0, 0), 1000.0, 1e-9);
+    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, 3, 0), 4000.0, 1e-9);
+    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, -2, 0), -1000.0, 1e-9);
 }
 
 TEST(UnitSeparators, PerUnit) {
@@ -321,15 +325,6 @@ TEST(UnitControls, FieldValues) {
     EXPECT_EQ(UNITGetUnitControlValue(&dialog, 7, 2), 0.0);
     UNITSetUnitControlValue(&dialog, 8, 1, 1.5 * kPerInch);
     EXPECT_EQ(dialog.GetFieldText(8), CString(L"1,5"));
-}
-
-TEST(UnitIncrements, StepsInTheUnitAndInBaseUnits) {
-    EXPECT_EQ(UNITGetIncrement(1, 1), 0.05000000074505806);
-    EXPECT_EQ(UNITGetIncrement(1, 3), -1.0);
-    EXPECT_NEAR(UNITGetAutoIncrement(2, 0), 1000.0, 1e-9);
-    EXPECT_NEAR(UNITGetAutoValue(2, 1234.0, 0), 1000.0, 1e-9);
-    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, 3, 0), 4000.0, 1e-9);
-    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, -2, 0), -1000.0, 1e-9);
 }
 
 } // namespace

@@ -25,9 +25,12 @@ TEST(UnitParser, LengthsConvertIntoTheFieldsUnit) {
     EXPECT_NEAR(Field(1, L"72pt"), 1.0, 1e-9);
     EXPECT_NEAR(Field(4, L"1in"), 72.0, 1e-9);
     EXPECT_NEAR(Field(1, L"-1ft"), -12.0, 1e-9);
+    // Fields of the base unit count tenths of a micron.
+    EXPECT_NEAR(Field(22, L"1in"), 254000.0, 1e-6);
+    EXPECT_NEAR(Field(22, L"1mm + 5"), 10005.0, 1e-6);
 }
 
-TEST(UnitParser, CompoundValuesAdd) {
+TEST(UnitParser, CompoundValuesAddAndUnknownOrForeignUnitsFail) {
     EXPECT_NEAR(Field(1, L"5' 3\""), 63.0, 1e-9);
     EXPECT_NEAR(Field(1, L"5'3\""), 63.0, 1e-9);
     EXPECT_NEAR(Field(1, L"5ft 3in"), 63.0, 1e-9);
@@ -37,6 +40,12 @@ TEST(UnitParser, CompoundValuesAdd) {
     EXPECT_NEAR(Field(11, L"30° 15' 36\""), 30.26, 1e-9);
     EXPECT_NEAR(Field(11, L"1 rad"), 57.29577951308232, 1e-9);
     EXPECT_TRUE(std::isnan(Field(1, L"5' 3"))); // a part without its unit
+    // Unknown units, and units of another kind, fail.
+    EXPECT_TRUE(std::isnan(Field(2, L"5 furlongs")));
+    EXPECT_TRUE(std::isnan(Field(2, L"5 deg"))); // an angle in a length field
+    EXPECT_TRUE(std::isnan(Field(11, L"5 mm")));
+    EXPECT_TRUE(std::isnan(Field(2, L"mm")));
+    EXPECT_TRUE(std::isnan(Field(2, L"1in in")));
 }
 
 TEST(UnitParser, TwoPartFieldsSplitAtTheListSeparator) {
@@ -49,19 +58,6 @@ TEST(UnitParser, TwoPartFieldsSplitAtTheListSeparator) {
     TlvUtl::ScopedLocaleOverride german(o);
     EXPECT_NEAR(Field(3, L"3;6"), 3.5, 1e-9);
     EXPECT_NEAR(Field(2, L"2,5cm"), 25.0, 1e-9);
-}
-
-TEST(UnitParser, UnknownOrForeignUnitsFail) {
-    EXPECT_TRUE(std::isnan(Field(2, L"5 furlongs")));
-    EXPECT_TRUE(std::isnan(Field(2, L"5 deg"))); // an angle in a length field
-    EXPECT_TRUE(std::isnan(Field(11, L"5 mm")));
-    EXPECT_TRUE(std::isnan(Field(2, L"mm")));
-    EXPECT_TRUE(std::isnan(Field(2, L"1in in")));
-}
-
-TEST(UnitParser, BaseUnitFieldsCountTenthsOfAMicron) {
-    EXPECT_NEAR(Field(22, L"1in"), 254000.0, 1e-6);
-    EXPECT_NEAR(Field(22, L"1mm + 5"), 10005.0, 1e-6);
 }
 
 } // namespace

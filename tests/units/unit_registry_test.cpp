@@ -2,7 +2,7 @@
 #include <tlvutl/locale.h>
 #include <tlvutl/units.h>
 
-#include "units/unit_test_support.h"
+#include "cstring_printer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include <tlvutl/units.h>
 
-#include "units/unit_test_support.h"
+#include "cstring_printer.h"
 
 #include <gtest/gtest.h>
 
@@ -59,7 +59,7 @@ TEST(UnitValuePair, AddingKeepsTheFirstValue) {
     EXPECT_TRUE(q != p);
 }
 
-TEST(UnitValuePair, DefaultEntryIsTheSmallestUnit) {
+TEST(UnitValuePair, DefaultEntryIsTheSmallestUnitAndMatchesWithinATenthOfAPercent) {
     WUnitValuePair p;
     unsigned unit = 99;
     double v = -1;
@@ -76,17 +76,14 @@ TEST(UnitValuePair, DefaultEntryIsTheSmallestUnit) {
     EXPECT_EQ(unit, 2u);
     EXPECT_TRUE(p.GetValue(4, unit, v));
     EXPECT_EQ(v, 0.5);
-}
-
-TEST(UnitValuePair, IsDefaultValueWithinATenthOfAPercent) {
-    WUnitValuePair p;
-    p.LoadFromString(L"12pt;2mm");
-    unsigned unit = 0;
-    EXPECT_TRUE(p.IsDefaultValue(unit, 20010.0, 0));
+    // A value is the default within a tenth of a percent.
+    WUnitValuePair sizes;
+    sizes.LoadFromString(L"12pt;2mm");
+    EXPECT_TRUE(sizes.IsDefaultValue(unit, 20010.0, 0));
     EXPECT_EQ(unit, 2u);
-    EXPECT_TRUE(p.IsDefaultValue(unit, 12 * 254000.0 / 72 * 1.0009, 0));
+    EXPECT_TRUE(sizes.IsDefaultValue(unit, 12 * 254000.0 / 72 * 1.0009, 0));
     EXPECT_EQ(unit, 4u);
-    EXPECT_FALSE(p.IsDefaultValue(unit, 20030.0, 0));
+    EXPECT_FALSE(sizes.IsDefaultValue(unit, 20030.0, 0));
     WUnitValuePair zero;
     zero.AddValue(22, 0.0);
     EXPECT_TRUE(zero.IsDefaultValue(unit, 0.0, 0));

@@ -1,7 +1,7 @@
 #include <tlvutl/frame.h>
 #include <tlvutl/units.h>
 
-#include "units/unit_test_support.h"
+#include "cstring_printer.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ namespace {
 
 using TlvUtl::WorldScale::Preset;
 
-TEST(WorldScale, PresentationOrder) {
+TEST(WorldScale, PresentationOrderLabelsAndDistances) {
     const auto set = TlvUtl::WorldScale::GetPresets();
     ASSERT_EQ(set.size(), 30u);
     const std::vector<std::pair<double, bool>> expected = {
@@ -36,10 +36,7 @@ TEST(WorldScale, PresentationOrder) {
         EXPECT_EQ(list[i].Label(), p.Label());
         ++i;
     }
-}
-
-TEST(WorldScale, RowsCarryTheirLabelsAndDistances) {
-    const auto list = TlvUtl::WorldScale::GetPresetList();
+    // The rows carry their labels and distances.
     EXPECT_EQ(list.front().Label(), UTLLoadStringEx(19943));
     EXPECT_EQ(list[24].Label(), UTLLoadStringEx(19967)); // 1563
     EXPECT_EQ(list[24].WorldDist(), 1563.0);

@@ -19,7 +19,7 @@ WXmlDoc Parse(const wchar_t* text) {
     return doc;
 }
 
-TEST(XmlNodeIdentity, HandlesShareAndCompareByIdentity) {
+TEST(XmlNodeIdentity, HandlesShareCompareByIdentityAndKeepTheirDocumentAlive) {
     WXmlDoc doc = Parse(L"<r><a/><a/></r>");
     WXmlNode root = doc.GetRootNode();
     WXmlNode first = root.GetNode(WXPath(L"a"));
@@ -38,13 +38,11 @@ TEST(XmlNodeIdentity, HandlesShareAndCompareByIdentity) {
     other.swap(moved);
     EXPECT_EQ(other, first);
     EXPECT_FALSE(moved.IsValid());
-}
-
-TEST(XmlNodeIdentity, ANodeKeepsItsDocumentAlive) {
+    // A node keeps its document alive.
     WXmlNode kept;
     {
-        WXmlDoc doc = Parse(L"<r><a k=\"1\"/></r>");
-        kept = doc.GetRootNode().GetNode(WXPath(L"a"));
+        WXmlDoc scoped = Parse(L"<r><a k=\"1\"/></r>");
+        kept = scoped.GetRootNode().GetNode(WXPath(L"a"));
     }
     EXPECT_EQ(kept.Attribute(L"@k").GetInt(), 1);
     EXPECT_EQ(kept.GetParentNode().GetName(), L"r");
@@ -244,7 +242,7 @@ TEST(XmlNodeEdit, DeleteChildPrunesEverySelectedNode) {
     EXPECT_EQ(root.GetXML(), L"<r><y/></r>");
 }
 
-TEST(XmlNodeEdit, PruneGraftAndClone) {
+TEST(XmlNodeEdit, PruneGraftCloneAndGraftsFromAnotherDocument) {
     WXmlDoc doc = Parse(L"<r><a/><b/><c/></r>");
     WXmlNode root = doc.GetRootNode();
     WXmlNode a = root.GetNode(WXPath(L"a"));
@@ -287,9 +285,7 @@ TEST(XmlNodeEdit, PruneGraftAndClone) {
     EXPECT_EQ(root.GetXML(), L"<r><b k=\"1\"><c/></b><b k=\"1\"><c/></b><a/></r>");
     WXmlNode kCopy = k.Clone(true);
     EXPECT_EQ(kCopy.GetXML(), L"k=\"1\"");
-}
-
-TEST(XmlNodeEdit, GraftFromAnotherDocumentMovesACopy) {
+    // A graft from another document moves a copy.
     WXmlDoc from = Parse(L"<s><m x=\"1\"><n/></m></s>");
     WXmlDoc to = Parse(L"<t/>");
     WXmlNode moving = from.GetRootNode().GetNode(WXPath(L"m"));

@@ -68,26 +68,13 @@ TEST(SimplePath, TakesOnlyTheSimpleKind) {
     SimplePath p;
     for (const char* yes : {"a", "a/b", "item[@id='7']", "x[2][@k=\"v w\"]/y", "a-b.c_d[10]"})
         EXPECT_TRUE(p.Parse(yes)) << yes;
-    for (const char* no : {"",
-                           "/a",
-                           "a/",
-                           "a//b",
-                           "*",
-                           "a[ @k='1']",
-                           "a[@k = '1']",
-                           "p:a",
-                           "a[@p:k='1']",
-                           "a[last()]",
-                           "a[@k='1'",
-                           "a[@k=1]",
-                           "text()",
-                           ".",
-                           "..",
-                           "@id",
-                           "a|b",
-                           "a[1234567890]",
-                           "a[01x]",
-                           "\xC3\xA9"})
+    // Absolute paths, empty steps, wildcards, axes, unions and functions.
+    for (const char* no :
+         {"", "/a", "a/", "a//b", "*", "text()", ".", "..", "@id", "a|b", "a[last()]"})
+        EXPECT_FALSE(p.Parse(no)) << no;
+    // Filters outside the one form, prefixes, and names that are not plain ASCII.
+    for (const char* no : {"a[ @k='1']", "a[@k = '1']", "p:a", "a[@p:k='1']", "a[@k='1'", "a[@k=1]",
+                           "a[1234567890]", "a[01x]", "\xC3\xA9"})
         EXPECT_FALSE(p.Parse(no)) << no;
 }
 

@@ -1,6 +1,6 @@
 // Lets test failures show CString values as text.
-#ifndef TLVUTL_TESTS_XML_CSTRING_PRINTER_H
-#define TLVUTL_TESTS_XML_CSTRING_PRINTER_H
+#ifndef TLVUTL_TESTS_CSTRING_PRINTER_H
+#define TLVUTL_TESTS_CSTRING_PRINTER_H
 
 #include <tlvutl/cstring.h>
 
