@@ -272,6 +272,7 @@ typedef struct _SECURITY_ATTRIBUTES {
 #ifndef ERROR_KEY_DELETED
 #define ERROR_KEY_DELETED 1018
 #endif
+/* A lasting key was asked for below a volatile one (the Windows build only). */
 #ifndef ERROR_CHILD_MUST_BE_VOLATILE
 #define ERROR_CHILD_MUST_BE_VOLATILE 1021
 #endif
