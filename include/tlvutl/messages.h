@@ -1,9 +1,11 @@
 // Where the library's user-facing messages go: message boxes, beeps, the error and warning
 // reports of the message manager, and debug output.
 //
-// The library draws no UI. By default every message is one clear line on stderr and debug
-// output is silent unless TLV_DEBUG is set. A host routes them into its own toolkit by
-// installing a MessageSink; tests install a CapturingMessageSink and inspect what was said.
+// By default a message box is the system's modal box on Windows (MessageBoxW, returning the
+// button chosen; beeps are MessageBeep) and one clear line on stderr elsewhere, where the
+// library draws no UI. Debug output is silent unless TLV_DEBUG is set. A host routes them into its
+// own toolkit by installing a MessageSink; tests install a CapturingMessageSink and inspect what
+// was said.
 #ifndef TLVUTL_MESSAGES_H
 #define TLVUTL_MESSAGES_H
 
@@ -38,7 +40,7 @@ public:
 };
 
 // Installs sink (not owned; it must outlive its use) and returns the previous one. Null
-// restores the default stderr sink.
+// restores the default sink.
 TLVUTL_API MessageSink* SetMessageSink(MessageSink* sink);
 TLVUTL_API MessageSink& GetMessageSink();
 
