@@ -1,6 +1,7 @@
 // The file system on the wide Win32 calls. Paths go to the system as they are (UTF-16);
 // '/' and '\' both separate steps. Failures are Win32 codes in the system category.
 #include "file_system.h"
+#include "thread_slot.h"
 
 #include <tlvutl/encoding.h>
 
@@ -561,13 +562,17 @@ std::error_code File::Close() {
 namespace {
 // The folders whose lock this thread holds, with how many PathLocks share each. A second
 // LockFileEx of the same range through another handle waits even in the same process.
-thread_local std::vector<std::pair<std::string, int>> t_heldFolders;
+std::vector<std::pair<std::string, int>>& HeldFolders() {
+    static PerThread<std::vector<std::pair<std::string, int>>> held;
+    return held.Get();
+}
 } // namespace
 
 PathLock::PathLock(std::wstring_view path) {
     const std::wstring folder = ParentPath(path);
     folder_ = NativePath(folder);
-    for (auto& held : t_heldFolders)
+    auto& heldFolders = HeldFolders();
+    for (auto& held : heldFolders)
         if (held.first == folder_) {
             ++held.second;
             nested_ = true;
@@ -593,16 +598,17 @@ PathLock::PathLock(std::wstring_view path) {
         return;
     }
     handle_ = h;
-    t_heldFolders.emplace_back(folder_, 1);
+    heldFolders.emplace_back(folder_, 1);
 }
 
 PathLock::~PathLock() {
     if (!nested_ && !handle_)
         return;
-    for (auto it = t_heldFolders.begin(); it != t_heldFolders.end(); ++it)
+    auto& heldFolders = HeldFolders();
+    for (auto it = heldFolders.begin(); it != heldFolders.end(); ++it)
         if (it->first == folder_) {
             if (--it->second == 0)
-                t_heldFolders.erase(it);
+                heldFolders.erase(it);
             break;
         }
     if (handle_) {
