@@ -378,8 +378,17 @@ std::error_code WriteFileAtomically(std::wstring_view widePath, std::string_view
         ::SetFileAttributesW(path.c_str(), old & ~DWORD{FILE_ATTRIBUTE_READONLY});
         ::SetFileAttributesW(temp.c_str(), FILE_ATTRIBUTE_READONLY);
     }
-    if (!ec)
+    // While another writer's replacement of the same file is still being completed, the
+    // system refuses a second one (access denied, or a sharing violation while a reader has
+    // it open); that passes within moments, so the rename is tried again for up to a second.
+    for (int attempt = 0; !ec; ++attempt) {
         ec = Rename(temp, path);
+        const DWORD error = ec ? Win32Error(ec) : ERROR_SUCCESS;
+        if (attempt >= 200 || (error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION))
+            break;
+        ec.clear();
+        ::Sleep(attempt < 20 ? 0 : 5);
+    }
     if (ec) {
         ::DeleteFileW(temp.c_str());
         return ec;
