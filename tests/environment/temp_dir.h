@@ -21,7 +21,16 @@ public:
         std::filesystem::remove_all(path_);
         std::filesystem::create_directories(path_);
     }
-    ~TempDir() { std::filesystem::remove_all(path_); }
+    ~TempDir() {
+        // Read-only files first become writable: Windows removes no read-only file.
+        std::error_code ec;
+        for (auto it = std::filesystem::recursive_directory_iterator(path_, ec);
+             !ec && it != std::filesystem::recursive_directory_iterator(); it.increment(ec))
+            if (!it->is_symlink())
+                std::filesystem::permissions(it->path(), std::filesystem::perms::owner_write,
+                                             std::filesystem::perm_options::add, ec);
+        std::filesystem::remove_all(path_, ec);
+    }
     // name is UTF-8.
     std::filesystem::path operator/(const std::string& name) const { return path_ / Name(name); }
     const std::filesystem::path& path() const { return path_; }
