@@ -29,6 +29,9 @@
 
 namespace TlvUtl {
 
+// On Windows windows.h makes MessageBox a macro. The library is built with UNICODE and its
+// CMake target passes UNICODE on to its users, so the member is MessageBoxW on both sides; a
+// host built otherwise defines UNICODE before windows.h.
 class TLVUTL_API MessageSink {
 public:
     virtual ~MessageSink();

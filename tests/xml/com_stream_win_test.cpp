@@ -4,6 +4,13 @@
 #ifdef WIN32_LEAN_AND_MEAN
 #error "this file stands for a host that includes all of windows.h"
 #endif
+// The suite's hosts are Unicode programs: windows.h's names are the wide functions.
+#ifndef UNICODE
+#define UNICODE
+#endif
+#ifndef _UNICODE
+#define _UNICODE
+#endif
 #include <windows.h>
 
 #include <objidl.h>
@@ -183,6 +190,26 @@ TEST(ComStreams, LibraryStreamsAnswerTheComInterfaces) {
     EXPECT_EQ(clone, nullptr);
     EXPECT_EQ(memory.Revert(), E_NOTIMPL);
     EXPECT_EQ(memory.Commit(STGC_DEFAULT), S_OK);
+}
+
+// windows.h turns MessageBox into MessageBoxW: a host's sink and the library agree on it.
+class HostSink : public TlvUtl::CapturingMessageSink {
+public:
+    int MessageBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) override {
+        ++boxes;
+        return CapturingMessageSink::MessageBox(owner, text, caption, style);
+    }
+    int boxes = 0;
+};
+
+TEST(HostMessageSink, TheLibrarysBoxesReachAHostSinkBuiltWithWindowsH) {
+    HostSink sink;
+    TlvUtl::MessageSink* previous = TlvUtl::SetMessageSink(&sink);
+    UIMSG_FatalError(1000, L"c:\\src\\host.cpp", 7, L"host", 1);
+    TlvUtl::SetMessageSink(previous);
+    EXPECT_EQ(sink.boxes, 1);
+    ASSERT_EQ(sink.Messages().size(), 2u) << "a beep and the box";
+    EXPECT_EQ(sink.Messages()[1].kind, TlvUtl::CapturingMessageSink::Kind::Box);
 }
 
 } // namespace
