@@ -4,7 +4,8 @@
 # them, without touching the headers:
 #  - the contract comment at the top becomes the header's group page (one per header);
 #  - a comment on lines of its own documents the declaration that follows it, one after
-#    code on the same line documents that code;
+#    code on the same line documents that code (not one after #if, #ifndef, #endif and the
+#    like, which explains the condition);
 #  - declarations between TLVUTL_C_BEGIN and TLVUTL_C_END are marked as C interfaces.
 # A few lines are added at the top (the group's title and opening), so a warning's line number
 # may be a few lines past the header's own.
@@ -91,6 +92,9 @@ for my $line (@lines) {
         my ($lead, $rest) = ($1, substr($line, $+[0]));
         $in_block = $line !~ m{\*/};
         $line = "$lead/**" . prose($rest);
+    } elsif ($line =~ m{^\s*#\s*(?!define\b)\w}) {
+        # A comment after a conditional or an include explains the condition: it documents
+        # nothing, and as a documentation comment it would swallow the next declaration's.
     } elsif ($line =~ m{(\S\s+)//(?![/<])}) {
         # A comment after code documents that code. "://" (a URL in a string) is left alone.
         my ($code, $rest) = (substr($line, 0, $-[0]) . $1, substr($line, $+[0]));

@@ -11,11 +11,16 @@
 #include <exception>
 #include <string>
 
+// An error of a COM-style call: its HRESULT and a message.
 class TLVUTL_API ComError : public std::exception {
 public:
+    // hr with message (empty when the call gave none).
     explicit ComError(HRESULT hr, CString message = CString());
+    // The HRESULT.
     HRESULT Error() const noexcept { return hr_; }
+    // The message as given.
     const CString& Description() const noexcept { return message_; }
+    // The message in UTF-8, valid as long as the exception.
     const char* what() const noexcept override { return utf8_.c_str(); }
 
 private:

@@ -8,6 +8,7 @@
 
 namespace TlvUtl {
 
+// Base of the backups objects make of their data; delete one through this type.
 class TLVUTL_API WDataBackup {
 public:
     WDataBackup() = default;

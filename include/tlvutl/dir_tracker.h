@@ -37,6 +37,7 @@
 
 #ifndef _WIN32
 #ifndef INVALID_HANDLE_VALUE
+// The handle value of a registration that could not be made.
 #define INVALID_HANDLE_VALUE ((HANDLE)(LONG_PTR)-1)
 #endif
 // What a registration is woken by (the notification filter; combine with |).
@@ -48,6 +49,7 @@
 #define FILE_NOTIFY_CHANGE_SECURITY 0x00000100   // permissions or owner
 #endif
 
+// The process-wide folder watcher (see above); all members are static.
 class TLVUTL_API CDirectoriesChangesTracker {
 public:
     // Who registered a folder. An empty tag today; callers pass {}.
@@ -56,9 +58,12 @@ public:
     // The deleter of the owning handle: stops tracking that folder. The invalid-handle value
     // (and null) are ignored.
     struct TLVUTL_API StopTrackingHelper {
+        // The handle type unique_ptr stores: the bare registration handle.
         using pointer = HANDLE;
+        // Stops tracking the registration handle (see StopTrackingChangeIn).
         void operator()(HANDLE handle) const;
     };
+    // An owned registration: destroying or resetting it stops watching its folder.
     using TrackingHandle = std::unique_ptr<void*, StopTrackingHelper>;
 
     // Watches folder (and every folder below it when watchSubtree is non-zero) for the changes
@@ -83,6 +88,7 @@ protected:
     // StopTrackingChangeIn.
     static HANDLE TrackChangeRaw(const CString& folder, int watchSubtree, DWORD filter,
                                  std::function<void()> callback, BlameTracker blame);
+    // Stops watching the registration handle; the invalid-handle value and null are ignored.
     static void StopTrackingChangeIn(HANDLE handle);
 };
 

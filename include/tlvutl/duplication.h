@@ -18,6 +18,7 @@ namespace TlvUtl {
 
 class IDuplicationContext;
 
+// An object that can copy itself within a duplication context, in one or both forms.
 class TLVUTL_API IDuplicatable {
 public:
     // A new copy owned by the caller, or null when the object is not copied this way.
@@ -34,8 +35,10 @@ public:
     std::shared_ptr<IDuplicatable> DuplicatePtr(IDuplicationContext* context) override;
 };
 
+// Remembers, during one copy operation, the copy made of each source object.
 class TLVUTL_API IDuplicationContext {
 public:
+    // True when referenced objects are copied too, false when the copy shares them.
     virtual bool IsDeepCopy() const = 0;
     // Maps source to copy; returns the context for chaining.
     virtual IDuplicationContext& MapInstance(const IDuplicatable* source, IDuplicatable* copy) = 0;
@@ -54,10 +57,14 @@ public:
 // The map behind a context, keyed by the source object's address.
 class TLVUTL_API DuplicationContextImpl {
 public:
+    // Record a plain or shared mapping and look one up, as the IDuplicationContext calls of the
+    // same names describe.
+    // @{
     void MapInstance(const IDuplicatable* source, IDuplicatable* copy);
     void MapPtrInstance(const IDuplicatable* source, std::shared_ptr<IDuplicatable> copy);
     IDuplicatable* FindMappedInstance(const IDuplicatable* source) const;
     std::shared_ptr<IDuplicatable> FindMappedPtrInstance(const IDuplicatable* source) const;
+    // @}
 
 private:
     std::map<const IDuplicatable*, IDuplicatable*> plain_;
@@ -67,6 +74,7 @@ private:
 // The ready context: a deep copy over DuplicationContextImpl.
 class TLVUTL_API DuplicationContext : public IDuplicationContext, private DuplicationContextImpl {
 public:
+    // True: the context makes deep copies.
     bool IsDeepCopy() const override;
     IDuplicationContext& MapInstance(const IDuplicatable* source, IDuplicatable* copy) override;
     IDuplicationContext& MapPtrInstance(const IDuplicatable* source,

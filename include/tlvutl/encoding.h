@@ -14,11 +14,14 @@
 
 namespace TlvUtils {
 
+// UTF-8 bytes of text; unpaired surrogates become U+FFFD.
 TLVUTL_API std::string ToUtf8(std::wstring_view text);
+// Text of UTF-8 bytes; invalid sequences become U+FFFD.
 TLVUTL_API std::wstring FromUtf8(std::string_view bytes);
 // WTF-8: UTF-8 that also carries lone surrogates (as three-byte sequences), so any wchar_t
 // text comes back exactly; for stores that must return the names they were given.
 TLVUTL_API std::string ToWtf8(std::wstring_view text);
+// Text of WTF-8 bytes, the inverse of ToWtf8; invalid sequences become U+FFFD.
 TLVUTL_API std::wstring FromWtf8(std::string_view bytes);
 // UTF-16LE bytes, no byte-order mark and no terminator.
 TLVUTL_API std::string ToUtf16LE(std::wstring_view text);

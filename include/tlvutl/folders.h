@@ -21,25 +21,48 @@
 
 #include <string>
 
-// Roots and product identity.
+// The installation's configuration folder: the "ConfigDir" value of the product key under
+// HKEY_LOCAL_MACHINE.
 TLVUTL_API CString INIGetConfigDir();
+// The installation folder: the parent of INIGetConfigDir().
 TLVUTL_API CString INIGetInstallDir();
+// The folder of the current user-interface language's files, from the language service (not
+// cached).
 TLVUTL_API CString INIGetLangRelDir();
+// The host application's folder in the installation: INIGetInstallDir() + the application's folder
+// name.
 TLVUTL_API CString INIGetAppDir();
+// INIGetLangRelDir() + the application's folder name.
 TLVUTL_API CString INIGetLangRelAppDir();
+// The help folder (INIGetHelpFileDir()) + the application's folder name.
 TLVUTL_API CString INIGetHelpFileAppDir();
+// The product registry key: "SOFTWARE\Talvo\" followed by the product descriptor's
+// "ApplicationRegKey" (no separator at the end).
 TLVUTL_API CString INIGetRegistryProductKey();
+// The maker's folder name used in user folders, from the product descriptor.
 TLVUTL_API CString BOXIDGetUserPathDir();
+// The product's folder name, from the product descriptor.
 TLVUTL_API CString BOXIDGetUserProductDir();
+// The suite's content folder name in the user's documents, from the product descriptor.
 TLVUTL_API CString BOXIDGetUserContentDir();
+// The content folder name in the public documents, from the product descriptor.
 TLVUTL_API CString BOXIDGetInstalledContentDir();
+// The user's roaming application-data folder + BOXIDGetUserPathDir().
 TLVUTL_API CString GetUserProfileTalvoDir();
+// GetUserProfileTalvoDir() + BOXIDGetUserProductDir().
 TLVUTL_API CString GetUserProfileGraphicsDir();
+// GetUserProfileGraphicsDir() + the host application's folder name.
 TLVUTL_API CString GetUserProfileAppDir();
+// The user's documents folder + BOXIDGetUserPathDir().
 TLVUTL_API CString GetUserDocumentsTalvoDir();
+// GetUserDocumentsTalvoDir() + BOXIDGetUserContentDir().
 TLVUTL_API CString GetUserDocumentsTalvoSuiteDir();
+// The public documents folder + "Talvo".
 TLVUTL_API CString GetPublicDocumentsTalvoDir();
+// GetPublicDocumentsTalvoDir() + BOXIDGetInstalledContentDir().
 TLVUTL_API CString GetPublicDocumentsTalvoContentDir();
+// The user's configuration folder, GetUserProfileGraphicsDir() + "Config". On the first call, when
+// it holds no "talvoapp.ini", the installation's configuration folder is copied into it.
 TLVUTL_API CString GetUserProfileConfigDir();
 
 // One sub-folder of a root each.
@@ -99,6 +122,7 @@ TLVUTL_API CString GetUserProfileConfigDir();
     X(GetPublicDocumentsTalvoSuiteFillsDir, GetPublicDocumentsTalvoContentDir, "Fills")            \
     X(GetPublicDocumentsTalvoSuiteTemplatesDir, GetPublicDocumentsTalvoContentDir, "Templates")
 
+// Declares one getter of the list above; undefined again once used.
 #define TLVUTL_DECLARE_FOLDER(name, base, sub) TLVUTL_API CString name();
 TLVUTL_DERIVED_FOLDERS(TLVUTL_DECLARE_FOLDER)
 #undef TLVUTL_DECLARE_FOLDER
@@ -106,20 +130,36 @@ TLVUTL_DERIVED_FOLDERS(TLVUTL_DECLARE_FOLDER)
 // Forgets the cached language-relative program folder.
 TLVUTL_API void INIClearLangRelProgDirCache();
 
-// The common ini file and the settings kept in it.
+// The common ini file, which holds the suite's settings: GetUserProfileConfigDir() +
+// "talvoapp.ini".
 TLVUTL_API CString INIGetCommonIniFile();
+// The printer ini file: GetUserProfileConfigDir() + "talvoprn.ini".
 TLVUTL_API CString INIGetTalvoPrnIniFile();
+// Makes sure the user's configuration folder (seeded) and the suite's documents folder exist before
+// settings are first read.
 TLVUTL_API void INIInitCommonIniFile();
+// The "NetworkWorkspaceDir" of section "Config" of the common ini file; empty by default.
 TLVUTL_API CString INIGetNetworkWorkspaceDir();
+// The "UseColorExtTextOut" of section "Config" of the common ini file (default 1), read once per
+// process.
 TLVUTL_API int INIGetUseColorExtTextOut();
+// Reads key "UserPalette" of section "Configuration" of iniFile into out (size characters), with
+// defaultValue when absent; returns the characters written.
 TLVUTL_API DWORD PINIGetUserPaletteWithDefault(LPWSTR out, DWORD size, LPCWSTR iniFile,
                                                LPCWSTR defaultValue);
+// Writes key "UserPalette" of section "Configuration" of iniFile; FALSE when it cannot be written.
 TLVUTL_API BOOL PINIWriteUserPalette(LPCWSTR value, LPCWSTR iniFile);
+// The "ScanCloseDlgFlag" of section "Scanner" of the common ini file as 0 or 1 (default 1), and
+// writing it (FALSE on failure).
+// @{
 TLVUTL_API int INIGetScanCloseDlgFlag();
 TLVUTL_API BOOL INIWriteScanCloseDlgFlag(int flag);
+// @}
+// The "MaxNoOfCustomUnits" of section "Custom Unit(s)" of the common ini file; 32 by default.
 TLVUTL_API int INIGetMaxNoOfCustomUnit();
 // "CustomUnit<index>" into out (capacity length characters); returns the characters written.
 TLVUTL_API DWORD INIGetCustomUnit(int index, LPWSTR out, DWORD length);
+// Writes "CustomUnit<index>" of section "Custom Unit(s)"; nonzero on success.
 TLVUTL_API int INISetCustomUnit(int index, LPCWSTR line);
 // Creates a Unicode ini file (byte-order mark and the header line) only when it does not exist
 // yet; 1 when created and written, else 0 (an existing file is left untouched).
@@ -130,6 +170,7 @@ TLVUTL_API void INIEnsureUserDocFilesExist();
 
 namespace TlvUtl {
 
+// The roots the folder getters start from; see SetFolderRoot.
 enum class FolderRoot {
     Config,          // the installation's configuration folder ("ConfigDir")
     AppData,         // the user's roaming application data

@@ -43,9 +43,12 @@
 
 /* The fixed head of a locked handle-list block; the offset table follows at tableOffset. */
 typedef struct LIST {
+    /* Bytes in use, the record count, and where the offset table begins (see the layout above).
+     * @{ */
     DWORD size;
     DWORD count;
     DWORD tableOffset;
+    /* @} */
 } LIST;
 
 /* Called by LIST_Enum for each non-empty record: its bytes, length and index, and the
@@ -85,7 +88,9 @@ TLVUTL_API void LIST_Dtor(HMEM list);
 /* Append / insert before record 0 / insert before record index (append when index is not
  * below the count). The new count; -1 for a size of 0 (quietly) or a failed resize. */
 TLVUTL_API LONG LIST_Push(HMEM list, const void* data, DWORD size);
+/* As LIST_Push, inserting before record 0. */
 TLVUTL_API LONG LIST_InsertTop(HMEM list, const void* data, DWORD size);
+/* As LIST_Push, inserting before record index (appending when index is not below the count). */
 TLVUTL_API LONG LIST_Insert(HMEM list, LONG index, const void* data, DWORD size);
 /* Fills the first empty slot, or appends; the index used. A size of 0 returns 0 and changes
  * nothing; a null list or data is fatal error 5002 and -1. */
@@ -159,6 +164,7 @@ TLVUTL_API int LISTPush(HGLIST list, const void* data, LONG size);
 TLVUTL_API int LISTGetIth(HGLIST list, LONG index, void* buffer, LONG size);
 /* WGList::Replace; -1 for a null list. */
 TLVUTL_API int LISTPutIth(HGLIST list, LONG index, const void* data, LONG size);
+/* As LISTPutIth. */
 TLVUTL_API int LISTReplaceIth(HGLIST list, LONG index, const void* data, LONG size);
 /* WGList::FindCompleteElement (a prefix match, see WGList); -1 for a null list. */
 TLVUTL_API int LISTFindCompleteElement(HGLIST list, LONG start, const void* data, LONG size);
@@ -194,6 +200,7 @@ public:
     /* A deep copy: same capacity and count, a copy of the header and of every used record.
      * Throws std::bad_alloc when memory runs out. */
     WGList(const WGList& other);
+    /* Replaces the contents with a deep copy of other's, as the copy constructor makes it. */
     WGList& operator=(const WGList& other);
     ~WGList();
 
@@ -203,45 +210,66 @@ public:
      * the slots after it. The index; -1 for a negative index, 2 or 3 when memory runs out. A
      * null data pointer leaves the record's bytes unset. */
     int Insert(LONG index, const void* data, LONG size);
+    /* Insert(0, ...) and Insert(count, ...).
+     * @{ */
     int InsertStart(const void* data, LONG size);
     int InsertEnd(const void* data, LONG size);
+    /* @} */
 
     /* Replaces the record at min(index, count - 1) with a copy of data and marks the slot
      * used; that index, -1 for a negative index or an empty list, 3 when memory runs out
      * (the old record stays). */
     int Replace(LONG index, const void* data, LONG size);
+    /* Replace(0, ...) and Replace(count - 1, ...).
+     * @{ */
     int ReplaceStart(const void* data, LONG size);
     int ReplaceEnd(const void* data, LONG size);
+    /* @} */
 
     /* Copies min(record size, size) bytes; the number copied, 0 for a null buffer. */
     int Retrieve(LONG index, void* buffer, LONG size);
+    /* Retrieve from slot 0 and from slot count - 1.
+     * @{ */
     int RetrieveStart(void* buffer, LONG size);
     int RetrieveEnd(void* buffer, LONG size);
+    /* @} */
 
-    /* The record of a used slot (and its size); null (and 0) for an empty one. */
+    /* The record of a used slot (and its size); null (and 0) for an empty one.
+     * @{ */
     void* Get(LONG index);
     void* Get(LONG index, LONG& size);
-    /* Slot 0 or slot count - 1; null when there is none. */
+    /* @} */
+    /* Slot 0 or slot count - 1; null when there is none.
+     * @{ */
     void* GetStart();
     void* GetStart(LONG& size);
     void* GetEnd();
     void* GetEnd(LONG& size);
+    /* @} */
 
     /* Frees the record and empties the slot; 0, or -1 when it was empty. */
     int Delete(LONG index);
+    /* Delete(0) and Delete(count - 1).
+     * @{ */
     int DeleteStart();
     int DeleteEnd();
+    /* @} */
     /* Frees every record; count becomes 0. */
     int DeleteAll();
 
     /* Deletes the record and closes the gap; 1. */
     int Remove(LONG index);
+    /* Remove(0) and Remove(count - 1).
+     * @{ */
     int RemoveStart();
     int RemoveEnd();
+    /* @} */
 
-    /* The slot's used flag and record size. */
+    /* The slot's used flag and record size.
+     * @{ */
     int Exist(LONG index);
     LONG Size(LONG index);
+    /* @} */
     /* The number of used slots. */
     int ListSize();
 
@@ -258,8 +286,11 @@ public:
     /* Copies the header (zero-filled when data is null; a size of 0 removes it); 1, or 0
      * with the old header kept when memory runs out or the size is negative. */
     int SetHeader(const void* data, LONG size);
+    /* The header block (null when there is none) and its size in bytes.
+     * @{ */
     void* GetHeader();
     LONG GetHeaderSize();
+    /* @} */
 
 protected:
     /* Reallocates the array to count + 8 slots when 9 or more are spare. */
@@ -268,11 +299,15 @@ protected:
      * record cannot be allocated (the slot is untouched then). */
     int CopyElement(LISTELEMENT* element, const void* data, LONG size);
 
+    /* The slot array with its capacity and count (the high-water mark), and the header block with
+     * its size.
+     * @{ */
     LISTELEMENT* m_pElements;
     LONG m_nCapacity;
     LONG m_nCount;
     void* m_pHeader;
     LONG m_nHeaderSize;
+    /* @} */
 
 private:
     bool HelperGrow();

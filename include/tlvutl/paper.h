@@ -135,15 +135,18 @@ enum PaperType : int {
 };
 
 // The unit a size was entered in (the unit numbers of the unit registry).
+// @{
 #define PAPER_UNITS_INCHES 1
 #define PAPER_UNITS_MILLIMETERS 2
 #define PAPER_UNITS_PIXELS 6
+// @}
 
 // String resources: the default name of a custom paper, and the base of predefined names.
 #define PAPER_NAME_STRING_BASE 19741u
 
-// The printer driver's paper codes this library maps (public Windows values).
 #ifndef DMPAPER_LETTER
+// The printer driver's paper codes this library maps (public Windows values).
+// @{
 #define DMPAPER_LETTER 1
 #define DMPAPER_LETTERSMALL 2
 #define DMPAPER_TABLOID 3
@@ -192,22 +195,29 @@ enum PaperType : int {
 #define DMPAPER_B6_JIS 88
 #define DMPAPER_B6_JIS_ROTATED 89
 #define DMPAPER_USER 256
+// @}
 #endif
 
 // One paper.
 struct TLVUTL_API PaperTypeInformation {
+    // The paper's id: a PaperType of the installed catalogue, or a custom paper's id (above 1000).
     PaperType type = PAPER_CUSTOM;
     CString name;       // the display name
     CString identifier; // see GetPaperGUIDAt
     int width = 0;      // tenths of a micron
+    // Height in tenths of a micron.
     int height = 0;
     bool orientationChangeable = true; // the inverse of "@fixedorientation"
     int units = PAPER_UNITS_INCHES;    // the unit the size was entered in
     int horizontalResolution = 0;      // pixel papers only: dpi x 100000 / 2.54, rounded
+    // Vertical resolution of a pixel paper, as horizontalResolution.
     int verticalResolution = 0;
     bool hidden = false; // predefined papers only
 };
 
+// The paper catalogue of the process: the predefined and custom papers, their display order and the
+// most-recently-used list, loaded from and saved to "PaperTypes.xml" (see the header comment).
+// Obtain it with GetInstance.
 class TLVUTL_API CPaperTypeMgr {
 public:
     // The manager, loaded on the first call (and again on the first call after Shutdown).
@@ -216,39 +226,58 @@ public:
     static void Shutdown();
 
     virtual ~CPaperTypeMgr();
+    // A copy of the catalogue in memory; only the instance that Shutdown destroys is saved.
+    // @{
     CPaperTypeMgr(const CPaperTypeMgr& other);
     CPaperTypeMgr& operator=(const CPaperTypeMgr& other);
+    // @}
 
     // True when "PaperTypes.xml" was loaded (and will be saved).
     bool IsLoaded() const { return loaded_; }
 
+    // Number of papers in the catalogue, and how many of them are predefined (the first ones).
+    // @{
     __int64 GetCount() const;
     __int64 GetPredefinedCount() const;
+    // @}
 
     // The first paper with that id.
     bool GetPaperInfo(PaperType type, PaperTypeInformation& info) const;
+    // The paper at a catalogue index; false when the index is out of range.
     bool GetPaperInfoAt(__int64 index, PaperTypeInformation& info) const;
     // The paper with that id and that size in either orientation; for PAPER_CUSTOM, the first
     // custom paper of that size in either orientation.
     bool GetPaperInfo(PaperType type, int width, int height, PaperTypeInformation& info) const;
+    // The name of the first paper with that id, or of the paper at a catalogue index; false when
+    // there is none.
+    // @{
     bool GetPaperName(PaperType type, CString& name) const;
     bool GetPaperNameAt(__int64 index, CString& name) const;
+    // @}
+    // The identifier string of the paper at a catalogue index; false when the index is out of
+    // range.
     bool GetPaperGUIDAt(__int64 index, CString& text) const;
     // The hidden flag of the predefined paper with that id (false when there is none).
     bool IsHidden(__int64 id) const;
 
     // Exact-size searches (no rotation) in one list.
+    // @{
     bool FindCustomPaper(int width, int height, PaperTypeInformation& info) const;
     bool FindPredefinedPaper(int width, int height, PaperTypeInformation& info) const;
+    // @}
     // The catalogue index of the first custom paper with info's size, or with that name
     // (compared exactly).
+    // @{
     __int64 FindCustomPaperIndex(const PaperTypeInformation& info) const;
     __int64 FindCustomPaperIndex(const wchar_t* name) const;
     __int64 FindPredefinedPaperIndex(const PaperTypeInformation& info, bool rotated) const;
+    // @}
 
     // Whether a custom (predefined) paper has info's size.
+    // @{
     bool IsCustomPaper(const PaperTypeInformation& info, bool rotated) const;
     bool IsPredefinedPaper(const PaperTypeInformation& info, bool rotated) const;
+    // @}
     // Whether a paper stored as (type, width, height) is custom: true unless the predefined
     // paper with that id has that size in either orientation.
     bool IsCustomPaper(PaperType type, int width, int height) const;
@@ -266,10 +295,16 @@ public:
 
     // Copies of the current pageset's display order and MRU list.
     std::vector<__int64> GetPaperOrder() const;
+    // @{
     std::vector<__int64> GetMRUList() const;
+    // Puts id first in the MRU list, removing its earlier place and trimming the list to
+    // GetMaxMRUSize().
     void AddMRUItem(__int64 id);
+    // Removes id from the MRU list.
     void RemoveMRUItem(__int64 id);
+    // Maximum length of the MRU list (5 unless set).
     int GetMaxMRUSize() const;
+    // @}
     // Negative sizes count as 0.
     void SetMaxMRUSize(int size);
 
@@ -277,7 +312,9 @@ public:
     // other unit is recorded as millimetres), named by string 19741, orientation changeable,
     // and for pixels at 96 dpi.
     static PaperTypeInformation SetCustomPaper(int width, int height, int units);
+    // The printer driver's code of a paper id; DMPAPER_USER when the paper has none.
     static short GetDevModeFromPaper(PaperType type);
+    // The paper id of a printer driver's code; PAPER_CUSTOM when no paper in the table has it.
     static PaperType GetPaperFromDevMode(short code);
     // Negative values and values beyond 32 bits map to PAPER_CUSTOM.
     static PaperType GetTypeFromInt(__int64 value);
@@ -286,21 +323,32 @@ protected:
     CPaperTypeMgr();
 
     // Load and save the whole catalogue.
+    // @{
     virtual bool Initialize();
     virtual void Uninitialize();
+    // @}
 
+    // Read one part of the catalogue from the loaded document (predefined papers, the pageset's
+    // display order, custom papers, MRU list) into memory.
+    // @{
     void LoadPredefinedPapers();
     void LoadPaperOrder();
     void LoadCustomPapers();
     void LoadMRUList();
+    // @}
+    // Write one part of the catalogue from memory into the document, replacing what it held there.
+    // @{
     void SavePredefinedPapers();
     void SaveCustomPapers();
     void SaveMRUList();
+    // @}
 
     // One "size" element. ReadPaper returns false for an element to skip; WritePaper sets
     // the attributes of an element (normally a new one).
+    // @{
     bool ReadPaper(WXmlNode& node, PaperTypeInformation& info, bool custom) const;
     void WritePaper(const PaperTypeInformation& info, WXmlNode& node, bool custom) const;
+    // @}
 
     // "/PageSizes/pageset[@system='...']" for the user's location and measuring system.
     CString GetPagesetPath();
@@ -328,8 +376,10 @@ namespace TlvUtl {
 
 // The paper units written in files ("in", "mm", "px"); 0 / empty for others. Names compare
 // without regard to case.
+// @{
 TLVUTL_API int PaperUnitsFromName(const wchar_t* name);
 TLVUTL_API const wchar_t* PaperUnitsName(int units);
+// @}
 // A length in the entry unit to tenths of a micron, rounded half up as the catalogue reads
 // sizes; false for a negative or non-finite value, an unknown unit, a non-positive dpi for
 // pixels, or a result beyond 32 bits.

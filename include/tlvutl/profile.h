@@ -47,6 +47,8 @@ TLVUTL_API DWORD GetPrivateProfileStringW(LPCWSTR app, LPCWSTR key, LPCWSTR defa
 TLVUTL_API UINT GetPrivateProfileIntW(LPCWSTR app, LPCWSTR key, INT defaultValue, LPCWSTR file);
 // The section's "key=value" lines.
 TLVUTL_API DWORD GetPrivateProfileSectionW(LPCWSTR app, LPWSTR out, DWORD size, LPCWSTR file);
+// The file's section names as a NUL-separated, double-NUL-ended list; returns characters written
+// without the final NUL.
 TLVUTL_API DWORD GetPrivateProfileSectionNamesW(LPWSTR out, DWORD size, LPCWSTR file);
 // value null deletes the key, key null deletes the section; creates the file when missing.
 // All three null flushes: every write is already on disk, so it only makes the next read of

@@ -40,18 +40,27 @@ TLVUTL_C_END
 
 class WRegionalSupportFormatImpl;
 
+/* Locale-aware number text (see above). A cheap handle: copies share the process-wide
+ * implementation. */
 class TLVUTL_API WRegionalSupportFormat {
 public:
+    /* A handle on the shared implementation, created when there is none (first use, or after
+     * DestroyInstance). */
     WRegionalSupportFormat();
     virtual ~WRegionalSupportFormat();
+    /* Copies share the implementation.
+     * @{ */
     WRegionalSupportFormat(const WRegionalSupportFormat&) = default;
     WRegionalSupportFormat& operator=(const WRegionalSupportFormat&) = default;
+    /* @} */
 
     /* The number in value in the locale's format, with any suffix kept; false (and the
      * cleaned number) when the value holds no number or cannot be formatted. */
     virtual bool GetValueInLocaleFormat(CString value, CString& out);
     /* value without the thousands separator; false (out untouched) when it has none. */
     virtual bool RemoveThousandSeptFromValue(CString value, CString& out);
+    /* Sets the decimals the shared format starts from when it next reads the locale;
+     * GetValueInLocaleFormat writes as many decimals as the typed value has (at most 9). */
     virtual void SetNumFractionalDigit(unsigned digits);
 
     /* Releases the shared implementation (handles still alive keep theirs). */

@@ -14,8 +14,11 @@
 
 namespace TlvUtils {
 
+// A lazily created, explicitly destroyed instance of T (T needs a default constructor accessible to
+// Singleton). Safe from any thread.
 template <class T> class Singleton {
 public:
+    // The instance, created on the first call; null once Destroy has run (until Reset).
     static T* Instance() {
         T* p = instance_.load(std::memory_order_acquire);
         if (p || destroyed_.load(std::memory_order_acquire))
@@ -28,16 +31,20 @@ public:
         }
         return p;
     }
+    // Deletes the instance, if any, and marks it destroyed.
     static void Destroy() {
         WriteLock guard(lock_);
         delete instance_.exchange(nullptr, std::memory_order_acq_rel);
         destroyed_.store(true, std::memory_order_release);
     }
+    // True between Destroy and Reset.
     static bool IsDestroyed() { return destroyed_.load(std::memory_order_acquire); }
+    // Clears the destroyed mark; the next Instance() creates a new instance.
     static void Reset() {
         WriteLock guard(lock_);
         destroyed_.store(false, std::memory_order_release);
     }
+    // The writer lock that creation and Destroy take, for callers that tear down under it.
     static ThreadLock& Lock() { return lock_; }
 
 private:

@@ -28,16 +28,23 @@
 #include <objidl.h>
 
 #include <atomic>
+// The calling convention of the streams' Read and Write: COM's on Windows, none elsewhere.
 #define TLVUTL_STREAM_CALL STDMETHODCALLTYPE
 #else
+// The calling convention of the streams' Read and Write: COM's on Windows, none elsewhere.
 #define TLVUTL_STREAM_CALL
 
 #ifndef STREAM_SEEK_SET
+// The origins of IStream::Seek: the start of the data, the current position, the end of the data.
+// @{
 #define STREAM_SEEK_SET 0u
 #define STREAM_SEEK_CUR 1u
 #define STREAM_SEEK_END 2u
+// @}
 #endif
 
+// A byte stream with a position, as documents are loaded from and saved to. Hosts may implement it
+// over their own storage.
 class TLVUTL_API IStream {
 public:
     virtual ~IStream();
@@ -74,17 +81,25 @@ inline HRESULT SeekStream(IStream* stream, LONGLONG offset, DWORD origin, ULONGL
 // IStream calls beyond Read and Write, built on three operations of the stream.
 class TLVUTL_API StreamObject : public IStream {
 public:
+    // IUnknown, ISequentialStream and IStream; the count starts at 1 and never deletes.
+    // @{
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
     ULONG STDMETHODCALLTYPE Release() override;
+    // @}
 
+    // COM's Seek, on the stream's own.
     HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin,
                                    ULARGE_INTEGER* newPosition) override;
     // The same with plain integers, as on other systems.
     HRESULT Seek(LONGLONG offset, DWORD origin, ULONGLONG* newPosition) {
         return SeekTo(offset, origin, newPosition);
     }
+    // Memory streams resize; file streams answer E_NOTIMPL.
     HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER size) override;
+    // The IStream calls the streams do not offer: E_NOTIMPL, and STG_E_INVALIDFUNCTION for the
+    // region locks. Commit is S_OK: writes reach the file or the memory at once.
+    // @{
     HRESULT STDMETHODCALLTYPE CopyTo(IStream* target, ULARGE_INTEGER size, ULARGE_INTEGER* read,
                                      ULARGE_INTEGER* written) override;
     HRESULT STDMETHODCALLTYPE Commit(DWORD flags) override;
@@ -93,24 +108,35 @@ public:
                                          DWORD type) override;
     HRESULT STDMETHODCALLTYPE UnlockRegion(ULARGE_INTEGER offset, ULARGE_INTEGER size,
                                            DWORD type) override;
-    HRESULT STDMETHODCALLTYPE Stat(STATSTG* stat, DWORD flags) override;
     HRESULT STDMETHODCALLTYPE Clone(IStream** clone) override;
+    // @}
+    // The type (STGTY_STREAM) and size; no name, whatever flags ask.
+    HRESULT STDMETHODCALLTYPE Stat(STATSTG* stat, DWORD flags) override;
 
+    // Deleted by the creator, never by Release.
     virtual ~StreamObject();
 
 protected:
+    // A copy starts its own count.
+    // @{
     StreamObject() = default;
     StreamObject(const StreamObject&) : IStream() {}
     StreamObject& operator=(const StreamObject&) { return *this; }
+    // @}
+    // What each stream provides: seeking with plain integers, resizing, and its size.
+    // @{
     virtual HRESULT SeekTo(LONGLONG offset, DWORD origin, ULONGLONG* newPosition) = 0;
     virtual HRESULT Resize(ULONGLONG size) = 0;
     virtual HRESULT SizeOf(ULONGLONG* size) = 0;
+    // @}
 
 private:
     std::atomic<ULONG> references_{1};
 };
+// The base of the library's streams: the COM object on Windows, IStream elsewhere.
 using StreamBase = StreamObject;
 #else
+// The base of the library's streams: the COM object on Windows, IStream elsewhere.
 using StreamBase = IStream;
 #endif
 
@@ -118,7 +144,10 @@ using StreamBase = IStream;
 // opened; kRead needs an existing file, kWrite creates or truncates one.
 class TLVUTL_API FileStream final : public StreamBase {
 public:
+    // How the file is opened: reading an existing file, writing a new or truncated one, or reading
+    // and writing an existing one.
     enum class Mode { kRead, kWrite, kReadWrite };
+    // Opens the file at path; see above for a failure.
     static std::unique_ptr<FileStream> Open(const std::wstring& path, Mode mode,
                                             HRESULT* hr = nullptr);
     ~FileStream() override;
@@ -150,8 +179,11 @@ private:
 class TLVUTL_API MemoryStream final : public StreamBase {
 public:
     MemoryStream() = default;
+    // A stream over a copy of data or of bytes, positioned at the start.
+    // @{
     explicit MemoryStream(std::vector<BYTE> data) : data_(std::move(data)) {}
     explicit MemoryStream(const std::string& bytes) : data_(bytes.begin(), bytes.end()) {}
+    // @}
 
     HRESULT TLVUTL_STREAM_CALL Read(void* buffer, ULONG size, ULONG* read) override;
     HRESULT TLVUTL_STREAM_CALL Write(const void* data, ULONG size, ULONG* written) override;
@@ -161,12 +193,15 @@ public:
     HRESULT Seek(LONGLONG offset, DWORD origin, ULONGLONG* newPosition) override;
 #endif
 
+    // The stream's contents, as bytes or as a byte string.
+    // @{
     const std::vector<BYTE>& Data() const {
         return data_;
     }
     std::string Bytes() const {
         return std::string(data_.begin(), data_.end());
     }
+    // @}
 
 private:
 #ifdef _WIN32

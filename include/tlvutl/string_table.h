@@ -13,18 +13,22 @@
 extern "C" {
 #endif
 
+/* One string of the table. */
 typedef struct TlvStringEntry {
-    uint32_t id;
-    uint32_t length;
-    const wchar_t* text;
+    uint32_t id;         /* resource id */
+    uint32_t length;     /* characters, without the terminator */
+    const wchar_t* text; /* NUL-terminated text */
 } TlvStringEntry;
 
+/* The exported table. */
 typedef struct TlvStringTable {
-    uint32_t count;
-    const TlvStringEntry* entries;
+    uint32_t count;                /* number of entries */
+    const TlvStringEntry* entries; /* the entries, sorted by id */
 } TlvStringTable;
 
+/* The name of the exported function that returns the table. */
 #define TLVUTL_STRING_TABLE_SYMBOL "tlvutl_string_table"
+/* The type of that function. */
 typedef const TlvStringTable* (*TlvStringTableFn)(void);
 
 #ifdef __cplusplus

@@ -54,14 +54,18 @@ namespace DataBinding {
 // under a key; registering it again changes nothing.
 class TLVUTL_API IBroadcaster {
 public:
+    // A listener: a delegate called with no arguments.
     using Listener = TlvUtils::Delegate<void (*)(void)>;
 
     virtual ~IBroadcaster();
 
+    // Registers listener under key, after those already there; nothing when it is there already.
     virtual void RegisterListener(const wchar_t* key, const Listener& listener) = 0;
     // False when the delegate was not registered under the key.
     virtual bool UnregisterListener(const wchar_t* key, const Listener& listener) = 0;
+    // Number of listeners under key.
     virtual std::size_t GetListenerCount(const wchar_t* key) const = 0;
+    // Unregisters every listener under key.
     virtual void RemoveAllListeners(const wchar_t* key) = 0;
     // Calls every listener under the key, in registration order. A listener unregistered
     // by an earlier one during the same update is not called.
@@ -80,6 +84,7 @@ public:
 // Made on first use and destroyed at process exit. Most code uses WTimer instead.
 class TLVUTL_API WTimerEngine : public DataBinding::IBroadcaster {
 public:
+    // The engine, made on first use.
     static WTimerEngine& GetInstance();
 
     // The next free id (no listener under its key); see the header comment for the rules.
@@ -89,15 +94,20 @@ public:
     void SetTimer(UINT id, UINT intervalMs);
     // Stops the timer with this id; nothing when the loop does not exist.
     void KillTimer(UINT id);
+    // True while the loop's resources exist (between the first Start and GlobalTimerShutdownTime).
     bool HasLoop() const;
     // Destroys the loop and every running timer; no further tick is delivered.
     void DestroyLoop();
 
+    // The IBroadcaster calls over the engine's locked registry; keys are timer ids formatted with
+    // "%d".
+    // @{
     void RegisterListener(const wchar_t* key, const Listener& listener) override;
     bool UnregisterListener(const wchar_t* key, const Listener& listener) override;
     std::size_t GetListenerCount(const wchar_t* key) const override;
     void RemoveAllListeners(const wchar_t* key) override;
     void UpdateAll(const wchar_t* key) override;
+    // @}
 
     WTimerEngine(const WTimerEngine&) = delete;
     WTimerEngine& operator=(const WTimerEngine&) = delete;
@@ -112,23 +122,34 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
+// A periodic callback without a window: subscribe listeners, then Start with an interval; each tick
+// calls every listener of the timer on the loop's owning thread. See the header comment for ids,
+// copies and threads.
 class TLVUTL_API WTimer {
 public:
+    // A tick listener, called with no arguments.
     using Listener = TlvUtils::Delegate<void (*)(void)>;
 
     WTimer() = default;
+    // Copies the id: both objects drive and listen to the same timer.
+    // @{
     WTimer(const WTimer& other) : m_timerId(other.m_timerId) {}
     WTimer& operator=(const WTimer& other) {
         m_timerId = other.m_timerId;
         return *this;
     }
+    // @}
     // Stops the timer and removes every listener under its key, when it has an id.
     virtual ~WTimer();
 
+    // Registers or unregisters listener for this timer's ticks (assigns the id on first use).
+    // @{
     void Subscribe(const Listener& listener);
     void UnSubscribe(const Listener& listener);
+    // @}
     // Starts the timer, or restarts it with the new interval when it is running.
     void Start(UINT intervalMs);
+    // Stops the timer; its listeners stay subscribed.
     void Stop();
 
     // Destroys the loop's resources: no tick arrives after it. Call it during shut-down,

@@ -21,10 +21,13 @@
 #include <tlvutl/export.h>
 #include <tlvutl/wintypes.h>
 
+// One node of a CBTree.
 struct BTreeNode {
+    // The item, as given to Add (not owned by the node).
     void* item;
     DWORD height;    // a leaf has 1; an absent child counts 0
     BTreeNode* left; // smaller items
+    // Larger items (equal ones may be on either side).
     BTreeNode* right;
 };
 
@@ -38,6 +41,7 @@ protected:
     ~CEnumerator() = default;
 };
 
+// The AVL tree: derive from it and implement Compare (see the header comment).
 class TLVUTL_API CBTree {
 public:
     CBTree();
@@ -77,6 +81,7 @@ public:
     int Enumerate(CEnumerator* enumerator, int reverse, int other);
 
 protected:
+    // The root node; null for an empty tree.
     BTreeNode* m_pRoot;
     int m_nBalance; // the tie-breaking toggle, 0 at first
 

@@ -26,12 +26,17 @@
 
 class WUntiDef;
 
+// The expression parser of a measurement field: numbers with units, compounds and two-part values
+// (see above). Construct it on the text and call GetValue once; the result is in the field's unit.
 class TLVUTL_API WUnitParser : public WEqParser {
 public:
+    // A unit definition the parser may meet, and how many field units one of it makes.
     struct UnitRatio {
+        // The definition, not owned.
         WUntiDef* definition;
         double ratio; // field units per one of the definition
     };
+    // The kinds of field: a unit converts only within its kind.
     enum class Kind { Length, Angle, Percent };
 
     // units: every registered definition with its ratio; the parser keeps those of the
@@ -39,6 +44,8 @@ public:
     WUnitParser(CString text, const std::vector<UnitRatio>& units, Kind fieldKind,
                 double secondRatio, unsigned int tokenFlags, DRG angleMode);
 
+    // The kind of unit definition id: angle for the degree, minute, second and radian, percent for
+    // the percent, length for all others.
     static Kind KindOfDefinition(UINT id);
 
 protected:

@@ -50,31 +50,42 @@ enum XmpError {
 
 // One chunk of a packet: its size and its offset from the packet's first byte.
 struct XmpChunkEntry {
-    DWORD size;
-    DWORD offset;
+    DWORD size;   // bytes in the chunk, at most WXmpDoc::kMaxChunkSize
+    DWORD offset; // from the packet's first byte
 };
 
+// Builds an XMP packet from a property store and hands it out in chunks: CreateFromPropertyStore,
+// then GetNumberOfChunks and GetDataToVector for each chunk. See the header comment for the
+// packet's bytes.
 class TLVUTL_API WXmpDoc {
 public:
     // Direct writes go to the file; deferred writes wait in the post tags, which are written
     // after the main description.
     enum WriteMode { WriteDirect = 0, WriteDeferred = 1 };
+    // The largest chunk, in bytes.
     static constexpr int kMaxChunkSize = 2000;
 
+    // A writer over store (which may be null: building then fails with XMP_ERROR_NO_STORE).
     explicit WXmpDoc(std::shared_ptr<IPropertyStore> store);
+    // Copies share the store and the packet's temporary file.
+    // @{
     WXmpDoc(const WXmpDoc& other);
     WXmpDoc& operator=(const WXmpDoc& other);
+    // @}
     virtual ~WXmpDoc();
 
     // Builds the packet: 0 on success, 1 on failure (also at once without a store).
     int CreateFromPropertyStore();
+    // Number of chunks of the packet built; 0 before a build and after a failed one.
     int GetNumberOfChunks() const;
     // 0 outside 0 to GetNumberOfChunks() - 1.
     int GetChunkSize(int chunk) const;
     // Fills data with the chunk's bytes and returns their number; -1 when there are no chunks,
     // the index is out of range, or the file cannot be positioned or read.
     long GetDataToVector(std::vector<char>& data, int chunk);
+    // Size of the whole packet in bytes.
     ULONGLONG GetDataSize() const;
+    // The XmpError of the last failed step, XMP_ERROR_NONE when none failed.
     int GetError() const;
 
     // The index of the key among the non-XMP entries, or -1.

@@ -43,7 +43,7 @@ namespace TlvUtl {
 
 DWORD ExpandEnvironmentStringsW(LPCWSTR lpSrc, LPWSTR lpDst, DWORD nSize) {
     if (!lpSrc)
-        return 0;
+        lpSrc = L""; // as the system's: no source is an empty one
     const std::wstring_view src(lpSrc);
     std::wstring out, value;
     for (std::size_t i = 0; i < src.size();) {

@@ -1,7 +1,31 @@
 // Key paths as the registry functions take them, the same on every platform.
 #include "registry_raw.h"
 
+#include <atomic>
+
 namespace tlv::platform {
+
+namespace {
+std::atomic<long> faultIndex{-1};
+std::atomic<LONG> faultStatus{ERROR_SUCCESS};
+} // namespace
+
+void FailRegChangeForTesting(long index, LONG status) {
+    faultStatus = status;
+    faultIndex = index;
+}
+
+LONG InjectedRegChangeFault(std::size_t index) {
+    const long armed = faultIndex.load();
+    if (armed < 0 || static_cast<std::size_t>(armed) != index)
+        return ERROR_SUCCESS;
+    faultIndex = -1;
+    return faultStatus.load();
+}
+
+void ClearRegChangeFault() {
+    faultIndex = -1;
+}
 
 LONG SplitRegistryPath(const wchar_t* subKey, RegPath& path) {
     path.clear();

@@ -397,18 +397,22 @@ LONG RegEnumValueBytes(HKEY hKey, DWORD index, std::wstring& name, DWORD& type, 
 }
 
 LONG RegApplyChanges(HKEY root, const std::vector<RegChange>& changes) {
-    if (RootIndex(root) < 0)
-        return ERROR_INVALID_HANDLE;
-    Target t;
-    const LONG r = Store::Get().Resolve(root, t);
-    if (r != ERROR_SUCCESS)
-        return r;
-    if (!t.hive)
-        return changes.empty() ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
-    return t.hive->Apply(changes);
+    return RegApplyChangeSets({{root, changes}});
 }
 
+namespace {
+LONG ApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>>>& sets);
+} // namespace
+
 LONG RegApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>>>& sets) {
+    const LONG r = ApplyChangeSets(sets);
+    ClearRegChangeFault();
+    return r;
+}
+
+namespace {
+
+LONG ApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>>>& sets) {
     std::vector<Target> targets(sets.size());
     std::vector<RegistryHive::Batch> batches;
     for (std::size_t i = 0; i < sets.size(); ++i) {
@@ -427,6 +431,8 @@ LONG RegApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>
     return RegistryHive::ApplyTogether(batches);
 }
 
+} // namespace
+
 } // namespace tlv::platform
 
 namespace TlvUtl {
@@ -438,6 +444,16 @@ namespace {
 // The sub-key path split into names and the key it starts from: the preamble of every call
 // that names a key by path.
 LONG Locate(HKEY hKey, LPCWSTR subKey, RegPath& path, Target& t) {
+    // Backslashes in a row inside a path are one separator, as the system's registry reads
+    // them; a leading one is still refused.
+    std::wstring collapsed;
+    if (subKey && *subKey &&
+        std::wstring_view(subKey + 1).find(L"\\\\") != std::wstring_view::npos) {
+        collapsed = subKey;
+        for (std::size_t at; (at = collapsed.find(L"\\\\", 1)) != std::wstring::npos;)
+            collapsed.erase(at, 1);
+        subKey = collapsed.c_str();
+    }
     const LONG r = SplitRegistryPath(subKey, path);
     return r != ERROR_SUCCESS ? r : Store::Get().Resolve(hKey, t);
 }

@@ -21,6 +21,8 @@ namespace tlv::platform {
 LONG RegQueryValueRaw(HKEY key, const wchar_t* name, DWORD* type, BYTE* data, DWORD* size);
 LONG RegEnumValueRaw(HKEY key, DWORD index, wchar_t* name, DWORD* nameLength, DWORD* type,
                      BYTE* data, DWORD* size);
+// Stores exactly the bytes given: unlike RegSetValueExW, a string whose count stops just
+// before a NUL is not extended to take it.
 LONG RegSetValueRaw(HKEY key, const wchar_t* name, DWORD type, const BYTE* data, DWORD size);
 
 // Whole entries, for walking a key.
@@ -32,6 +34,17 @@ LONG RegApplyChanges(HKEY root, const std::vector<RegChange>& changes);
 // Makes the changes under every predefined root given (each root once, in ascending order)
 // or, if any of them fails, none under any root.
 LONG RegApplyChangeSets(const std::vector<std::pair<HKEY, std::vector<RegChange>>>& sets);
+
+// For tests of the all-or-nothing rule: the next RegApplyChangeSets (or RegApplyChanges)
+// refuses the change at position index, counted from 0 across all its sets in order, with
+// status, after making the changes before it. The fault is used up by that call; a negative
+// index clears it.
+void FailRegChangeForTesting(long index, LONG status);
+// The status the change at position index is to fail with, ERROR_SUCCESS when none is armed;
+// asked once per change by the appliers.
+LONG InjectedRegChangeFault(std::size_t index);
+// Ends the applier's call: an armed fault that was not reached is dropped as well.
+void ClearRegChangeFault();
 
 // Splits a sub-key path at its backslashes. One trailing backslash is allowed; a leading one
 // or an empty level gives ERROR_BAD_PATHNAME.

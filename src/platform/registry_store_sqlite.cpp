@@ -1,5 +1,6 @@
 #include "core/case_fold.h"
 #include "file_system.h"
+#include "registry_raw.h"
 #include "registry_read_cache.h"
 #include "registry_store.h"
 
@@ -880,6 +881,7 @@ LONG RegistryHive::ApplyTogether(const std::vector<Batch>& batches) {
     std::vector<std::unique_lock<std::mutex>> locks;
     std::vector<std::unique_ptr<Impl::Write>> writes;
     std::vector<Impl*> seen;
+    std::size_t position = 0;
     for (const Batch& b : batches) {
         Impl& h = *b.hive->impl_;
         if (std::find(seen.begin(), seen.end(), &h) != seen.end())
@@ -891,7 +893,9 @@ LONG RegistryHive::ApplyTogether(const std::vector<Batch>& batches) {
         if (writes.back()->Status() != ERROR_SUCCESS)
             return writes.back()->Status();
         for (const RegChange& c : *b.changes) {
-            const LONG r = h.ApplyOne(c);
+            LONG r = InjectedRegChangeFault(position++);
+            if (r == ERROR_SUCCESS)
+                r = h.ApplyOne(c);
             if (r != ERROR_SUCCESS)
                 return r;
         }

@@ -38,5 +38,10 @@ TLVUTL_C_END
 
 inline const char* Home() { return "http://localhost/a"; }
 
+#ifndef RECORD_LIMIT // the platform's headers may define it
+/// The most records a file holds.
+#define RECORD_LIMIT 64
+#endif
+
 #endif
 /** \} */

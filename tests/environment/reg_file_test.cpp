@@ -2,6 +2,7 @@
 // and imports that fail whole.
 #include "platform/registry_raw.h"
 #include "platform/registry_sandbox.h"
+#include "platform_marks.h"
 
 #include <tlvutl/encoding.h>
 #include <tlvutl/registry.h>
@@ -16,14 +17,6 @@ namespace {
 
 using namespace TlvUtl;
 
-HKEY Make(const wchar_t* path) {
-    HKEY key = nullptr;
-    EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                              nullptr),
-              0);
-    return key;
-}
-
 void Put(HKEY key, const wchar_t* name, DWORD type, const std::string& bytes) {
     ASSERT_EQ(tlv::platform::RegSetValueRaw(key, name, type,
                                             reinterpret_cast<const BYTE*>(bytes.data()),
@@ -35,18 +28,24 @@ std::string U16(const std::wstring& text, bool nul = true) {
     return TlvUtils::ToUtf16LE(text) + (nul ? std::string(2, '\0') : std::string());
 }
 
-// Every key below root, with every value's name, type and bytes, in enumeration order.
-std::wstring Dump(HKEY key, const std::wstring& path = L"") {
+// Every key below root, with every value's name, type and bytes, in enumeration order (or
+// sorted by name, where the order is not what a test is about).
+std::wstring Dump(HKEY key, const std::wstring& path = L"", bool sortValues = false) {
     std::wstring out = L"[" + path + L"]\n";
     std::wstring name;
     std::string data;
     DWORD type = 0;
+    std::vector<std::pair<std::wstring, std::wstring>> lines;
     for (DWORD i = 0; tlv::platform::RegEnumValueBytes(key, i, name, type, data) == 0; ++i) {
-        out += name + L" " + std::to_wstring(type) + L" ";
+        std::wstring line = name + L" " + std::to_wstring(type) + L" ";
         for (unsigned char c : data)
-            out += L"0123456789abcdef"[c >> 4], out += L"0123456789abcdef"[c & 15];
-        out += L"\n";
+            line += L"0123456789abcdef"[c >> 4], line += L"0123456789abcdef"[c & 15];
+        lines.emplace_back(name, line + L"\n");
     }
+    if (sortValues)
+        std::sort(lines.begin(), lines.end());
+    for (const auto& line : lines)
+        out += line.second;
     for (DWORD i = 0;; ++i) {
         wchar_t child[256];
         DWORD length = 256;
@@ -54,13 +53,9 @@ std::wstring Dump(HKEY key, const std::wstring& path = L"") {
             return out;
         HKEY sub = nullptr;
         EXPECT_EQ(RegOpenKeyExW(key, child, 0, KEY_READ, &sub), 0);
-        out += Dump(sub, path + L"\\" + child);
+        out += Dump(sub, path + L"\\" + child, sortValues);
         RegCloseKey(sub);
     }
-}
-
-std::wstring DumpUser() {
-    return Dump(HKEY_CURRENT_USER);
 }
 
 std::string ReadFile(const std::filesystem::path& p) {
@@ -72,52 +67,101 @@ void WriteUtf16(const std::filesystem::path& p, const std::wstring& text) {
     std::ofstream(p, std::ios::binary) << "\xFF\xFE" << TlvUtils::ToUtf16LE(text);
 }
 
+std::filesystem::path FileNextTo(const RegistrySandbox& sandbox) {
+    if (!sandbox.Dir().empty())
+        return sandbox.Dir().parent_path() / (sandbox.Dir().filename().string() + "-file.reg");
+    static int counter = 0;
+    return std::filesystem::temp_directory_path() /
+           ("tlvutl-reg-file-" + std::to_string(registry_sandbox::ProcessId()) + "-" +
+            std::to_string(counter++) + ".reg");
+}
+
+void ReplaceAll(std::wstring& text, const std::wstring& from, const std::wstring& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::wstring::npos; at += to.size())
+        text.replace(at, from.size(), to);
+}
+
 class RegFile : public ::testing::Test {
 protected:
     std::unique_ptr<RegistrySandbox> sandbox = std::make_unique<RegistrySandbox>();
-    std::filesystem::path file =
-        sandbox->Dir().parent_path() / (sandbox->Dir().filename().string() + "-file.reg");
+    std::filesystem::path file = FileNextTo(*sandbox);
     void TearDown() override { std::filesystem::remove(file); }
+
+    // A key below the base (HKEY_CURRENT_USER) made or opened.
+    HKEY Make(const wchar_t* path) {
+        HKEY key = nullptr;
+        EXPECT_EQ(RegCreateKeyExW(sandbox->Base(), path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                  &key, nullptr),
+                  0);
+        return key;
+    }
+    std::wstring DumpUser(bool sortValues = false) {
+        return Dump(sandbox->Base(), L"", sortValues);
+    }
+    std::wstring DumpMachine() { return Dump(sandbox->OtherBase()); }
+    // The .reg text of a test written for the roots themselves, moved below the bases:
+    // HKEY_CURRENT_USER\x names the base's x, HKEY_LOCAL_MACHINE\x the other base's.
+    std::wstring Here(std::wstring text) const {
+        ReplaceAll(text, L"HKEY_CURRENT_USER\\", sandbox->Path() + L"\\");
+        ReplaceAll(text, L"hkey_current_user\\",
+                   L"hkey_current_user\\" + sandbox->SubKey() + L"\\");
+        ReplaceAll(text, L"HKEY_LOCAL_MACHINE\\", sandbox->OtherPath() + L"\\");
+        return text;
+    }
+    std::string Here(const std::string& bytes) const {
+        // The bases' paths are ASCII: 8-bit text keeps them as they are.
+        std::wstring wide(bytes.begin(), bytes.end());
+        for (wchar_t& c : wide)
+            c = static_cast<unsigned char>(c);
+        wide = Here(wide);
+        std::string out;
+        for (wchar_t c : wide)
+            out += static_cast<char>(c);
+        return out;
+    }
 };
 
 TEST_F(RegFile, ExportWritesTheWindowsTextForm) {
+    // Set in name order: the file's order is then the same whether the registry enumerates
+    // values in the order set (Windows) or by name (Wine).
     HKEY key = Make(L"Software\\Talvo\\Export");
     Put(key, L"", REG_SZ, U16(L"default"));
-    Put(key, L"Quote\"d", REG_SZ, U16(L"a\\b\"c \u00e9"));
+    Put(key, L"Big", REG_QWORD, "\x08\x07\x06\x05\x04\x03\x02\x01");
     Put(key, L"Count", REG_DWORD, std::string("\x2a\0\0\0", 4));
-    Put(key, L"NoNul", REG_SZ, U16(L"7", false));
+    Put(key, L"Empty", REG_BINARY, "");
     Put(key, L"Expand", REG_EXPAND_SZ, U16(L"%T%"));
     Put(key, L"Multi", REG_MULTI_SZ, U16(L"a") + U16(L"b") + std::string(2, '\0'));
-    Put(key, L"Big", REG_QWORD, "\x08\x07\x06\x05\x04\x03\x02\x01");
-    Put(key, L"Empty", REG_BINARY, "");
+    Put(key, L"NoNul", REG_SZ, U16(L"7", false));
+    Put(key, L"Quote\"d", REG_SZ, U16(L"a\\b\"c \u00e9"));
     RegCloseKey(Make(L"Software\\Talvo\\Export\\Child"));
     RegCloseKey(key);
 
     std::wstring error;
-    ASSERT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Software\\Talvo\\Export", file.wstring().c_str(),
-                            &error),
+    ASSERT_EQ(RegExportFile(Here(L"HKEY_CURRENT_USER\\Software\\Talvo\\Export").c_str(),
+                            file.wstring().c_str(), &error),
               0)
         << TlvUtils::ToUtf8(error);
     const std::string bytes = ReadFile(file);
     ASSERT_GE(bytes.size(), 2u);
     EXPECT_EQ(bytes.substr(0, 2), "\xFF\xFE");
     EXPECT_EQ(TlvUtils::FromUtf16LE(bytes.data() + 2, bytes.size() - 2),
-              L"Windows Registry Editor Version 5.00\r\n"
-              L"\r\n"
-              L"[HKEY_CURRENT_USER\\Software\\Talvo\\Export]\r\n"
-              L"@=\"default\"\r\n"
-              L"\"Quote\\\"d\"=\"a\\\\b\\\"c \u00e9\"\r\n"
-              L"\"Count\"=dword:0000002a\r\n"
-              L"\"NoNul\"=hex(1):37,00\r\n"
-              L"\"Expand\"=hex(2):25,00,54,00,25,00,00,00\r\n"
-              L"\"Multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\r\n"
-              L"\"Big\"=hex(b):08,07,06,05,04,03,02,01\r\n"
-              L"\"Empty\"=hex:\r\n"
-              L"\r\n"
-              L"[HKEY_CURRENT_USER\\Software\\Talvo\\Export\\Child]\r\n"
-              L"\r\n");
-    EXPECT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Missing", file.wstring().c_str(), &error),
-              ERROR_FILE_NOT_FOUND);
+              Here(L"Windows Registry Editor Version 5.00\r\n"
+                   L"\r\n"
+                   L"[HKEY_CURRENT_USER\\Software\\Talvo\\Export]\r\n"
+                   L"@=\"default\"\r\n"
+                   L"\"Big\"=hex(b):08,07,06,05,04,03,02,01\r\n"
+                   L"\"Count\"=dword:0000002a\r\n"
+                   L"\"Empty\"=hex:\r\n"
+                   L"\"Expand\"=hex(2):25,00,54,00,25,00,00,00\r\n"
+                   L"\"Multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\r\n"
+                   L"\"NoNul\"=hex(1):37,00\r\n"
+                   L"\"Quote\\\"d\"=\"a\\\\b\\\"c \u00e9\"\r\n"
+                   L"\r\n"
+                   L"[HKEY_CURRENT_USER\\Software\\Talvo\\Export\\Child]\r\n"
+                   L"\r\n"));
+    EXPECT_EQ(
+        RegExportFile(Here(L"HKEY_CURRENT_USER\\Missing").c_str(), file.wstring().c_str(), &error),
+        ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(RegExportFile(L"HKCU\\Software", file.wstring().c_str(), &error), ERROR_OPEN_FAILED);
 }
 
@@ -146,18 +190,20 @@ TEST_F(RegFile, ExportThenImportIntoAnEmptyStoreGivesTheSameKeysValuesAndBytes) 
     const std::wstring before = DumpUser();
 
     std::wstring error;
-    ASSERT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Software", file.wstring().c_str(), &error), 0)
+    ASSERT_EQ(
+        RegExportFile(Here(L"HKEY_CURRENT_USER\\Software").c_str(), file.wstring().c_str(), &error),
+        0)
         << TlvUtils::ToUtf8(error);
     // No line longer than regedit writes.
     const std::string bytes = ReadFile(file);
     const std::wstring text = TlvUtils::FromUtf16LE(bytes.data() + 2, bytes.size() - 2);
     std::size_t start = 0, longest = 0;
     for (std::size_t end; (end = text.find(L"\r\n", start)) != std::wstring::npos; start = end + 2)
-        longest = std::max(longest, end - start);
+        if (text[start] != L'[') // key lines are as long as their path
+            longest = std::max(longest, end - start);
     EXPECT_LE(longest, 80u);
 
-    sandbox.reset(); // before the next one is made: a sandbox resets the folder as it goes
-    sandbox = std::make_unique<RegistrySandbox>(); // an empty store
+    sandbox->Empty();
     EXPECT_EQ(DumpUser(), L"[]\n");
     ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error), 0) << TlvUtils::ToUtf8(error);
     EXPECT_EQ(DumpUser(), before);
@@ -191,7 +237,7 @@ TEST_F(RegFile, MalformedImportNamesTheLineAndChangesNothing) {
         {L"", L"line 1: "},
     };
     for (const auto& [content, expected] : cases) {
-        WriteUtf16(file, content);
+        WriteUtf16(file, Here(content));
         std::wstring error;
         EXPECT_EQ(RegImportFile(file.wstring().c_str(), &error), ERROR_INVALID_DATA)
             << TlvUtils::ToUtf8(content);
@@ -212,27 +258,29 @@ TEST_F(RegFile, ImportDeletesAndWritesAsRegeditDoes) {
     RegCloseKey(keep);
 
     // As written by hand or another tool: UTF-8, comments, blank lines, lower-case root.
-    std::ofstream(file, std::ios::binary) << "Windows Registry Editor Version 5.00\n"
-                                             "; a comment\n"
-                                             "[-HKEY_CURRENT_USER\\Gone]\n"
-                                             "\n"
-                                             "[hkey_current_user\\Keep]\n"
-                                             "\"drop\"=-\n"
-                                             "@=\"d\xC3\xA9\x66\"\n"
-                                             "\"dw\" = dword:7\n"
-                                             "[HKEY_LOCAL_MACHINE\\Software\\Talvo]\n"
-                                             "\"ConfigDir\"=\"/home/u/.config/talvo\"\n";
+    std::ofstream(file, std::ios::binary) << Here("Windows Registry Editor Version 5.00\n"
+                                                  "; a comment\n"
+                                                  "[-HKEY_CURRENT_USER\\Gone]\n"
+                                                  "\n"
+                                                  "[hkey_current_user\\Keep]\n"
+                                                  "\"drop\"=-\n"
+                                                  "@=\"d\xC3\xA9\x66\"\n"
+                                                  "\"dw\" = dword:7\n"
+                                                  "[HKEY_LOCAL_MACHINE\\Software\\Talvo]\n"
+                                                  "\"ConfigDir\"=\"/home/u/.config/talvo\"\n");
     std::wstring error;
     ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error), 0) << TlvUtils::ToUtf8(error);
-    EXPECT_EQ(DumpUser(), L"[]\n[\\Keep]\nstay 1 78000000\n 1 6400e90066000000\n"
-                          L"dw 4 07000000\n");
+    EXPECT_EQ(DumpUser(true), L"[]\n[\\Keep]\n 1 6400e90066000000\ndw 4 07000000\n"
+                              L"stay 1 78000000\n");
     wchar_t* dir = nullptr;
-    ASSERT_TRUE(GetRegSzValue(HKEY_LOCAL_MACHINE, L"Software\\Talvo", L"ConfigDir", &dir));
+    const std::wstring talvo = sandbox->OtherSubKey() + L"\\Software\\Talvo";
+    ASSERT_TRUE(GetRegSzValue(sandbox->OtherRoot(), talvo.c_str(), L"ConfigDir", &dir));
     EXPECT_STREQ(dir, L"/home/u/.config/talvo");
     std::free(dir);
 }
 
 TEST_F(RegFile, ImportIntoADamagedStoreChangesNoOtherStore) {
+    TLVUTL_POSIX_ONLY("the library's own store: a damaged database file");
     { std::ofstream(sandbox->File("HKEY_LOCAL_MACHINE"), std::ios::binary) << "garbage!"; }
     WriteUtf16(file, L"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\A]\r\n"
                      L"\"v\"=\"1\"\r\n\r\n[HKEY_LOCAL_MACHINE\\B]\r\n\"v\"=\"2\"\r\n");
@@ -240,10 +288,6 @@ TEST_F(RegFile, ImportIntoADamagedStoreChangesNoOtherStore) {
     EXPECT_EQ(RegImportFile(file.wstring().c_str(), &error), ERROR_BADDB);
     EXPECT_NE(error.find(L"HKEY_LOCAL_MACHINE"), std::wstring::npos) << TlvUtils::ToUtf8(error);
     EXPECT_EQ(DumpUser(), L"[]\n");
-}
-
-std::wstring DumpMachine() {
-    return Dump(HKEY_LOCAL_MACHINE);
 }
 
 void WriteBytes(const std::filesystem::path& p, const std::string& bytes) {
@@ -256,10 +300,10 @@ TEST_F(RegFile, AnOverLongValueNameInTheSecondRootChangesNeitherRoot) {
     RegCloseKey(key);
     const std::wstring user = DumpUser(), machine = DumpMachine();
     auto fileWithName = [&](std::size_t length) {
-        WriteUtf16(file, L"Windows Registry Editor Version 5.00\r\n\r\n"
-                         L"[HKEY_CURRENT_USER\\Keep]\r\n\"v\"=\"new\"\r\n\r\n"
-                         L"[HKEY_LOCAL_MACHINE\\Software\\Talvo]\r\n\"" +
-                             std::wstring(length, L'n') + L"\"=\"x\"\r\n");
+        WriteUtf16(file, Here(L"Windows Registry Editor Version 5.00\r\n\r\n"
+                              L"[HKEY_CURRENT_USER\\Keep]\r\n\"v\"=\"new\"\r\n\r\n"
+                              L"[HKEY_LOCAL_MACHINE\\Software\\Talvo]\r\n\"" +
+                              std::wstring(length, L'n') + L"\"=\"x\"\r\n"));
     };
     fileWithName(16384);
     std::wstring error;
@@ -277,6 +321,7 @@ TEST_F(RegFile, AnOverLongValueNameInTheSecondRootChangesNeitherRoot) {
 // A store damaged where no read before the write looks: the import's first write checks the
 // whole file, and the change already made to the other root is rolled back with it.
 TEST_F(RegFile, DamageFoundWhileApplyingRollsBackEveryRoot) {
+    TLVUTL_POSIX_ONLY("the library's own store: a damaged database file, its check");
     HKEY big = nullptr;
     ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Big", 0, nullptr, 0, KEY_ALL_ACCESS,
                               nullptr, &big, nullptr),
@@ -326,27 +371,28 @@ TEST_F(RegFile, DamageFoundWhileApplyingRollsBackEveryRoot) {
 }
 
 // A file of the older form as older tools wrote it: 8-bit text, string data as 8-bit bytes.
+// Its values are in name order, which is enumeration order in every registry.
 const char kRegedit4[] = "REGEDIT4\r\n"
                          "\r\n"
                          "; written by an older tool\r\n"
                          "[HKEY_CURRENT_USER\\Software\\Old\\Caf\xE9]\r\n"
                          "@=\"d\xE9"
                          "faut\"\r\n"
+                         "\"List\"=hex(7):61,00,80,00,00\r\n"
                          "\"Na\xEFve\"=dword:0000000a\r\n"
                          "\"Path\"=hex(2):25,48,4f,4d,45,25,5c,e9,\\\r\n"
                          "  00\r\n"
-                         "\"List\"=hex(7):61,00,80,00,00\r\n"
                          "\"Raw\"=hex:01,e9\r\n";
 
 TEST_F(RegFile, Regedit4FilesAreReadAsWindows1252OrUtf8) {
     const std::wstring expected =
         L"[]\n[\\Software]\n[\\Software\\Old]\n[\\Software\\Old\\Caf\u00e9]\n"
         L" 1 6400e90066006100750074000000\n"
+        L"List 7 61000000ac2000000000\n"
         L"Na\u00efve 4 0a000000\n"
         L"Path 2 250048004f004d00450025005c00e9000000\n"
-        L"List 7 61000000ac2000000000\n"
         L"Raw 3 01e9\n";
-    WriteBytes(file, kRegedit4);
+    WriteBytes(file, Here(std::string(kRegedit4)));
     std::wstring error, encoding;
     ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error, &encoding), 0)
         << TlvUtils::ToUtf8(error);
@@ -363,9 +409,8 @@ TEST_F(RegFile, Regedit4FilesAreReadAsWindows1252OrUtf8) {
         else
             utf8 += TlvUtils::ToUtf8(std::wstring(1, static_cast<wchar_t>(b)));
     }
-    sandbox.reset();
-    sandbox = std::make_unique<RegistrySandbox>();
-    WriteBytes(file, utf8);
+    sandbox->Empty();
+    WriteBytes(file, Here(utf8));
     ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error, &encoding), 0)
         << TlvUtils::ToUtf8(error);
     EXPECT_EQ(encoding, L"UTF-8");
@@ -378,30 +423,29 @@ TEST_F(RegFile, Regedit4FilesAreReadAsWindows1252OrUtf8) {
 }
 
 TEST_F(RegFile, Regedit4ExportRoundTripsAndPicksItsEncoding) {
-    HKEY key = Make(L"Software\\Old");
+    HKEY key = Make(L"Software\\Old"); // values in name order, as the export test says why
     Put(key, L"", REG_SZ, U16(L"d\u00e9faut \u20ac"));
+    Put(key, L"Count", REG_DWORD, std::string("\x2a\0\0\0", 4));
     Put(key, L"Expand", REG_EXPAND_SZ, U16(L"%HOME%\\\u00e9"));
     Put(key, L"Multi", REG_MULTI_SZ, U16(L"a") + U16(L"b") + std::string(2, '\0'));
     Put(key, L"NoNul", REG_SZ, U16(L"7", false));
-    Put(key, L"Count", REG_DWORD, std::string("\x2a\0\0\0", 4));
     RegCloseKey(key);
     const std::wstring before = DumpUser();
     std::wstring error;
-    ASSERT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Software", file.wstring().c_str(), &error,
-                            RegFileFormat::kRegedit4),
+    ASSERT_EQ(RegExportFile(Here(L"HKEY_CURRENT_USER\\Software").c_str(), file.wstring().c_str(),
+                            &error, RegFileFormat::kRegedit4),
               0)
         << TlvUtils::ToUtf8(error);
-    EXPECT_EQ(ReadFile(file), "REGEDIT4\r\n\r\n"
-                              "[HKEY_CURRENT_USER\\Software]\r\n\r\n"
-                              "[HKEY_CURRENT_USER\\Software\\Old]\r\n"
-                              "@=\"d\xE9"
-                              "faut \x80\"\r\n"
-                              "\"Expand\"=hex(2):25,48,4f,4d,45,25,5c,e9,00\r\n"
-                              "\"Multi\"=hex(7):61,00,62,00,00\r\n"
-                              "\"NoNul\"=hex(1):37\r\n"
-                              "\"Count\"=dword:0000002a\r\n\r\n");
-    sandbox.reset();
-    sandbox = std::make_unique<RegistrySandbox>();
+    EXPECT_EQ(ReadFile(file), Here(std::string("REGEDIT4\r\n\r\n"
+                                               "[HKEY_CURRENT_USER\\Software]\r\n\r\n"
+                                               "[HKEY_CURRENT_USER\\Software\\Old]\r\n"
+                                               "@=\"d\xE9"
+                                               "faut \x80\"\r\n"
+                                               "\"Count\"=dword:0000002a\r\n"
+                                               "\"Expand\"=hex(2):25,48,4f,4d,45,25,5c,e9,00\r\n"
+                                               "\"Multi\"=hex(7):61,00,62,00,00\r\n"
+                                               "\"NoNul\"=hex(1):37\r\n\r\n")));
+    sandbox->Empty();
     std::wstring encoding;
     ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error, &encoding), 0)
         << TlvUtils::ToUtf8(error);
@@ -413,12 +457,11 @@ TEST_F(RegFile, Regedit4ExportRoundTripsAndPicksItsEncoding) {
     Put(key, L"\u4e2d", REG_EXPAND_SZ, U16(L"\u0416"));
     RegCloseKey(key);
     const std::wstring wide = DumpUser();
-    ASSERT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Software", file.wstring().c_str(), &error,
-                            RegFileFormat::kRegedit4),
+    ASSERT_EQ(RegExportFile(Here(L"HKEY_CURRENT_USER\\Software").c_str(), file.wstring().c_str(),
+                            &error, RegFileFormat::kRegedit4),
               0);
     EXPECT_NE(ReadFile(file).find("\"\xE4\xB8\xAD\"=hex(2):d0,96,00"), std::string::npos);
-    sandbox.reset();
-    sandbox = std::make_unique<RegistrySandbox>();
+    sandbox->Empty();
     ASSERT_EQ(RegImportFile(file.wstring().c_str(), &error, &encoding), 0);
     EXPECT_EQ(encoding, L"UTF-8");
     EXPECT_EQ(DumpUser(), wide);
@@ -427,10 +470,85 @@ TEST_F(RegFile, Regedit4ExportRoundTripsAndPicksItsEncoding) {
     key = Make(L"Software\\Odd");
     Put(key, L"odd", REG_SZ, "abc");
     RegCloseKey(key);
-    EXPECT_EQ(RegExportFile(L"HKEY_CURRENT_USER\\Software", file.wstring().c_str(), &error,
-                            RegFileFormat::kRegedit4),
+    EXPECT_EQ(RegExportFile(Here(L"HKEY_CURRENT_USER\\Software").c_str(), file.wstring().c_str(),
+                            &error, RegFileFormat::kRegedit4),
               ERROR_INVALID_DATA);
     EXPECT_NE(error.find(L"odd"), std::wstring::npos) << TlvUtils::ToUtf8(error);
+}
+
+// An import refused at any one of its changes leaves both roots exactly as they were: values
+// changed, added and deleted (one stored without its NUL), keys made, and a key deleted with
+// its tree and made again.
+TEST_F(RegFile, AFailureAtAnyChangeLeavesEveryRootAsItWas) {
+    HKEY keep = Make(L"Keep");
+    Put(keep, L"v", REG_SZ, U16(L"old"));
+    Put(keep, L"gone", REG_BINARY, "\x01\x02");
+    Put(keep, L"bare", REG_SZ, U16(L"no nul", false));
+    RegCloseKey(keep);
+    HKEY tree = Make(L"Tree\\Inner");
+    Put(tree, L"deep", REG_DWORD, std::string("\x05\0\0\0", 4));
+    Put(tree, L"", REG_EXPAND_SZ, U16(L"%X%", false));
+    RegCloseKey(tree);
+    HKEY other = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(sandbox->OtherBase(), L"Machine", 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &other, nullptr),
+              0);
+    Put(other, L"m", REG_SZ, U16(L"kept"));
+    RegCloseKey(other);
+    const std::wstring user = DumpUser(), machine = DumpMachine();
+    WriteUtf16(file, Here(L"Windows Registry Editor Version 5.00\r\n\r\n"
+                          L"[HKEY_CURRENT_USER\\Keep]\r\n\"v\"=\"new\"\r\n\"gone\"=-\r\n"
+                          L"\"bare\"=\"now\"\r\n\"added\"=dword:00000001\r\n\r\n"
+                          L"[-HKEY_CURRENT_USER\\Tree]\r\n\r\n"
+                          L"[HKEY_CURRENT_USER\\Tree\\Inner]\r\n\"fresh\"=\"x\"\r\n\r\n"
+                          L"[HKEY_CURRENT_USER\\New\\Deeper]\r\n\"n\"=\"1\"\r\n\r\n"
+                          L"[HKEY_LOCAL_MACHINE\\Machine]\r\n\"m\"=\"changed\"\r\n\r\n"
+                          L"[HKEY_LOCAL_MACHINE\\Made\\Below]\r\n\"x\"=\"y\"\r\n"));
+    int refused = 0;
+    for (long at = 0; at < 64; ++at) {
+        tlv::platform::FailRegChangeForTesting(at, ERROR_ACCESS_DENIED);
+        std::wstring error;
+        const LONG r = RegImportFile(file.wstring().c_str(), &error);
+        if (r == ERROR_SUCCESS)
+            break;
+        ++refused;
+        ASSERT_EQ(r, ERROR_ACCESS_DENIED) << "change " << at << ": " << TlvUtils::ToUtf8(error);
+        ASSERT_EQ(DumpUser(), user) << "change " << at;
+        ASSERT_EQ(DumpMachine(), machine) << "change " << at;
+    }
+    EXPECT_EQ(refused, 14); // every change was refused once; the next import went through
+    EXPECT_EQ(DumpUser(true), L"[]\n[\\Keep]\nadded 4 01000000\nbare 1 6e006f0077000000\n"
+                              L"v 1 6e00650077000000\n[\\New]\n[\\New\\Deeper]\n"
+                              L"n 1 31000000\n[\\Tree]\n[\\Tree\\Inner]\nfresh 1 78000000\n");
+    EXPECT_EQ(DumpMachine(), L"[]\n[\\Machine]\nm 1 6300680061006e006700650064000000\n"
+                             L"[\\Made]\n[\\Made\\Below]\nx 1 79000000\n");
+}
+
+// A change the registry itself refuses (a lasting key below a volatile one) undoes what the
+// import had already changed, in both roots.
+TEST_F(RegFile, AChangeTheRegistryRefusesLeavesEveryRootAsItWas) {
+#ifndef _WIN32
+    GTEST_SKIP() << "Windows only: the library's own store keeps every key across restarts and "
+                    "so has no volatile keys to refuse children of";
+#endif
+    HKEY passing = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(sandbox->Base(), L"Passing", 0, nullptr, REG_OPTION_VOLATILE,
+                              KEY_ALL_ACCESS, nullptr, &passing, nullptr),
+              0);
+    RegCloseKey(passing);
+    HKEY keep = Make(L"Keep");
+    Put(keep, L"v", REG_SZ, U16(L"old"));
+    RegCloseKey(keep);
+    const std::wstring user = DumpUser(), machine = DumpMachine();
+    WriteUtf16(file, Here(L"Windows Registry Editor Version 5.00\r\n\r\n"
+                          L"[HKEY_CURRENT_USER\\Keep]\r\n\"v\"=\"new\"\r\n\r\n"
+                          L"[HKEY_CURRENT_USER\\Passing\\Lasting]\r\n\r\n"
+                          L"[HKEY_LOCAL_MACHINE\\Made]\r\n\"x\"=\"y\"\r\n"));
+    std::wstring error;
+    EXPECT_EQ(RegImportFile(file.wstring().c_str(), &error), ERROR_CHILD_MUST_BE_VOLATILE)
+        << TlvUtils::ToUtf8(error);
+    EXPECT_EQ(DumpUser(), user);
+    EXPECT_EQ(DumpMachine(), machine);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 // default write-back, the name lists and recursive deletion.
 #include "platform/registry_raw.h"
 #include "platform/registry_sandbox.h"
+#include "platform_marks.h"
 
 #include <tlvutl/encoding.h>
 #include <tlvutl/folders.h>
@@ -10,12 +11,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <deque>
 #include <fstream>
 #include <string>
 
 namespace {
-
-constexpr const wchar_t* kUser = L"HKEY_CURRENT_USER\\";
 
 // Reaches the protected building blocks.
 class Probe : public WUTLRegistry {
@@ -53,17 +53,37 @@ std::wstring List(const wchar_t* buffer, int size) {
     return std::wstring(buffer, static_cast<std::size_t>(size));
 }
 
+void SetVariable(const char* name, const char* value) {
+#ifdef _WIN32
+    ::SetEnvironmentVariableA(name, value);
+#else
+    ::setenv(name, value, 1);
+#endif
+}
+
 class WUTLRegistryTest : public ::testing::Test {
 protected:
     RegistrySandbox sandbox;
+    // The root prefix of the one-call helpers: the base key's path and a backslash.
+    const std::wstring prefix = sandbox.Path() + L"\\";
+    const wchar_t* const kUser = prefix.c_str();
+    // The full path of a key below the base, alive as long as the test.
+    const wchar_t* P(const std::wstring& below) {
+        return paths_.emplace_back(sandbox.Path(below)).c_str();
+    }
+    const wchar_t* S(const std::wstring& below) {
+        return paths_.emplace_back(sandbox.SubKey(below)).c_str();
+    }
+
+private:
+    std::deque<std::wstring> paths_;
 };
 
 TEST_F(WUTLRegistryTest, RootNamesAreExactAndCaseSensitive) {
-    ASSERT_EQ(WUTLRegistry::CreateKey(L"HKEY_LOCAL_MACHINE\\Software\\Talvo"), 0);
+    ASSERT_EQ(WUTLRegistry::CreateKey(P(L"Talvo")), 0);
     EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE"), 0); // the root itself
-    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE\\Software\\Talvo"), 0);
-    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE\\Software\\Missing"),
-              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(WUTLRegistry::IsValid(P(L"Talvo")), 0);
+    EXPECT_EQ(WUTLRegistry::IsValid(P(L"Missing")), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(WUTLRegistry::IsValid(L"HKLM\\Software"), ERROR_OPEN_FAILED);
     EXPECT_EQ(WUTLRegistry::IsValid(L"hkey_current_user\\x"), ERROR_OPEN_FAILED);
     EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE_\\x"), ERROR_OPEN_FAILED);
@@ -99,28 +119,28 @@ TEST_F(WUTLRegistryTest, RootNamesAreExactAndCaseSensitive) {
 }
 
 TEST_F(WUTLRegistryTest, OpenKeyKeepsTheOldKeyWhenTheNewOneFails) {
-    ASSERT_EQ(WUTLRegistry::CreateKey(L"HKEY_CURRENT_USER\\A"), 0);
-    Probe key(L"HKEY_CURRENT_USER\\A");
+    ASSERT_EQ(WUTLRegistry::CreateKey(P(L"A")), 0);
+    Probe key(P(L"A"));
     const HKEY first = key.HelperGetCurrentHandle();
     ASSERT_NE(first, nullptr);
-    EXPECT_EQ(key.OpenKey(L"HKEY_CURRENT_USER\\Missing"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(key.OpenKey(P(L"Missing")), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(key.HelperGetCurrentHandle(), first);
     CString path;
     EXPECT_TRUE(key.GetCurrentKeyLocation(path));
-    EXPECT_EQ(path, L"HKEY_CURRENT_USER\\A");
+    EXPECT_EQ(path, P(L"A"));
     EXPECT_EQ(key.OpenKey(nullptr), ERROR_FILE_NOT_FOUND); // the last result, unchanged
     EXPECT_EQ(key.IsValid(), 0);                           // reopens the stored path
 
     // Opening with create makes the key and holds it for reading and writing whatever was
     // asked for.
-    Probe made(L"HKEY_CURRENT_USER\\A\\B\\C", KEY_WRITE, 1);
+    Probe made(P(L"A\\B\\C"), KEY_WRITE, 1);
     ASSERT_NE(made.HelperGetCurrentHandle(), nullptr);
     EXPECT_EQ(made.SetValue(L"n", 5), 0);
     int n = 0;
     EXPECT_EQ(made.GetValue(L"n", n), 0);
     EXPECT_EQ(n, 5);
     // Opened without create, KEY_WRITE is what it says.
-    Probe writeOnly(L"HKEY_CURRENT_USER\\A\\B\\C", KEY_WRITE, 0);
+    Probe writeOnly(P(L"A\\B\\C"), KEY_WRITE, 0);
     EXPECT_EQ(writeOnly.GetValue(L"n", n), ERROR_ACCESS_DENIED);
 
     // Unopened objects.
@@ -138,17 +158,17 @@ TEST_F(WUTLRegistryTest, OpenKeyKeepsTheOldKeyWhenTheNewOneFails) {
 }
 
 TEST_F(WUTLRegistryTest, ValuesKeepTheBytesTheInterfaceDefines) {
-    WUTLRegistry key(L"HKEY_CURRENT_USER\\Values", KEY_READ | KEY_WRITE, 1);
+    WUTLRegistry key(P(L"Values"), KEY_READ | KEY_WRITE, 1);
     ASSERT_EQ(key.SetValue(L"text", L"abc"), 0);
     ASSERT_EQ(key.SetValue(L"empty", L""), 0);
     ASSERT_EQ(key.SetValue(L"int", -2), 0);
     DWORD type = 0;
     // REG_SZ with its NUL (an empty text is the NUL alone), REG_DWORD little-endian.
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"text", &type), Sz(L"abc"));
+    EXPECT_EQ(Stored(P(L"Values"), L"text", &type), Sz(L"abc"));
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"empty", &type), Sz(L""));
+    EXPECT_EQ(Stored(P(L"Values"), L"empty", &type), Sz(L""));
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Values", L"int", &type), "\xFE\xFF\xFF\xFF");
+    EXPECT_EQ(Stored(P(L"Values"), L"int", &type), "\xFE\xFF\xFF\xFF");
     EXPECT_EQ(type, static_cast<DWORD>(REG_DWORD));
 
     CString text = L"old";
@@ -170,22 +190,27 @@ TEST_F(WUTLRegistryTest, ValuesKeepTheBytesTheInterfaceDefines) {
     EXPECT_EQ(key.GetValue(L"fits", text), 0);
     EXPECT_EQ(text, CString(std::wstring(259, L'y')));
 
-    // Enumeration in the order first set, names, texts and integers.
+    // Enumeration: names, texts and integers by index (set in name order, which is the
+    // enumeration order of every registry).
+    WUTLRegistry list(P(L"List"), KEY_READ | KEY_WRITE, 1);
+    ASSERT_EQ(list.SetValue(L"a-text", L"abc"), 0);
+    ASSERT_EQ(list.SetValue(L"b-empty", L""), 0);
+    ASSERT_EQ(list.SetValue(L"c-int", -2), 0);
     CString name, value;
-    EXPECT_EQ(key.GetNextValue(name, value, 0), 0);
-    EXPECT_EQ(name, L"text");
+    EXPECT_EQ(list.GetNextValue(name, value, 0), 0);
+    EXPECT_EQ(name, L"a-text");
     EXPECT_EQ(value, L"abc");
-    EXPECT_EQ(key.GetNextValue(name, n, 2), 0);
-    EXPECT_EQ(name, L"int");
+    EXPECT_EQ(list.GetNextValue(name, n, 2), 0);
+    EXPECT_EQ(name, L"c-int");
     EXPECT_EQ(n, -2);
-    EXPECT_EQ(key.GetNextValue(name, 1), 0);
-    EXPECT_EQ(name, L"empty");
-    EXPECT_EQ(key.GetNextValue(name, 6), ERROR_NO_MORE_ITEMS);
+    EXPECT_EQ(list.GetNextValue(name, 1), 0);
+    EXPECT_EQ(name, L"b-empty");
+    EXPECT_EQ(list.GetNextValue(name, 3), ERROR_NO_MORE_ITEMS);
 }
 
 TEST_F(WUTLRegistryTest, DeleteRegistryValueLeavesTheObjectClosed) {
     WUTLRegistry::RegWriteString(L"Del", L"v", L"1", kUser);
-    Probe key(L"HKEY_CURRENT_USER\\Del", KEY_READ | KEY_WRITE);
+    Probe key(P(L"Del"), KEY_READ | KEY_WRITE);
     ASSERT_NE(key.HelperGetCurrentHandle(), nullptr);
     EXPECT_EQ(key.DeleteRegistryValue(L"v"), 0);
     EXPECT_EQ(key.HelperGetCurrentHandle(), nullptr);
@@ -195,10 +220,10 @@ TEST_F(WUTLRegistryTest, DeleteRegistryValueLeavesTheObjectClosed) {
     EXPECT_EQ(key.DeleteRegistryValue(L"v"), -1); // no key open any more
 
     // Also when the deletion fails.
-    ASSERT_EQ(key.OpenKey(L"HKEY_CURRENT_USER\\Del", 0, KEY_READ), 0);
+    ASSERT_EQ(key.OpenKey(P(L"Del"), 0, KEY_READ), 0);
     EXPECT_EQ(key.DeleteRegistryValue(L"v"), ERROR_ACCESS_DENIED); // read-only
     EXPECT_EQ(key.HelperGetCurrentHandle(), nullptr);
-    ASSERT_EQ(key.OpenKey(L"HKEY_CURRENT_USER\\Del", 0, KEY_ALL_ACCESS), 0);
+    ASSERT_EQ(key.OpenKey(P(L"Del"), 0, KEY_ALL_ACCESS), 0);
     EXPECT_EQ(key.DeleteRegistryValue(L"missing"), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(key.HelperGetCurrentHandle(), nullptr);
     int n = 0;
@@ -207,7 +232,7 @@ TEST_F(WUTLRegistryTest, DeleteRegistryValueLeavesTheObjectClosed) {
 
 TEST_F(WUTLRegistryTest, CopiesShareTheHandleAndFailCleanlyAfterTheOriginalCloses) {
     WUTLRegistry::RegWriteString(L"Copy", L"v", L"1", kUser);
-    auto* original = new Probe(L"HKEY_CURRENT_USER\\Copy");
+    auto* original = new Probe(P(L"Copy"));
     const Probe copy(*original);
     EXPECT_EQ(copy.HelperGetCurrentHandle(), original->HelperGetCurrentHandle());
     delete original;
@@ -219,12 +244,12 @@ TEST_F(WUTLRegistryTest, CopiesShareTheHandleAndFailCleanlyAfterTheOriginalClose
 TEST_F(WUTLRegistryTest, RegReadIntWritesTheDefaultBackAsText) {
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"Count", 7, kUser), 7);
     DWORD type = 0;
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Software\\Talvo\\New", L"Count", &type), Sz(L"7"));
+    EXPECT_EQ(Stored(P(L"Software\\Talvo\\New"), L"Count", &type), Sz(L"7"));
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"Count", 9, kUser), 7);
 
     // Leading digits count, anything else gives 0; a REG_DWORD is taken as text.
-    WUTLRegistry key(L"HKEY_CURRENT_USER\\Software\\Talvo\\New", KEY_ALL_ACCESS);
+    WUTLRegistry key(P(L"Software\\Talvo\\New"), KEY_ALL_ACCESS);
     key.SetValue(L"mixed", L"42abc");
     key.SetValue(L"word", L"abc");
     key.SetValue(L"negative", L" -15");
@@ -233,7 +258,7 @@ TEST_F(WUTLRegistryTest, RegReadIntWritesTheDefaultBackAsText) {
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"word", 1, kUser), 0);
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"negative", 1, kUser), -15);
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software\\Talvo\\New", L"dword", 1, kUser), 0);
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Software\\Talvo\\New", L"dword", &type),
+    EXPECT_EQ(Stored(P(L"Software\\Talvo\\New"), L"dword", &type),
               std::string("\x07\0\0\0", 4)); // nothing written back: it was read
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"x", L"y", -3, L"HKLM\\"), -3);
 }
@@ -242,28 +267,27 @@ TEST_F(WUTLRegistryTest, RegReadStringCutsCopiesAndWritesTheDefaultBack) {
     wchar_t buffer[8] = L"unused";
     EXPECT_EQ(WUTLRegistry::RegReadString(L"S", L"Name", L"Default", buffer, 8, kUser), 7);
     EXPECT_STREQ(buffer, L"Default");
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\S", L"Name"), Sz(L"Default"));
+    EXPECT_EQ(Stored(P(L"S"), L"Name"), Sz(L"Default"));
     // Cut to size - 1 with a NUL in the last place.
     EXPECT_EQ(WUTLRegistry::RegReadString(L"S", L"Name", L"x", buffer, 4, kUser), 3);
     EXPECT_STREQ(buffer, L"Def");
     // A missing value with a null default writes nothing and leaves the buffer.
     EXPECT_EQ(WUTLRegistry::RegReadString(L"S", L"Other", nullptr, buffer, 8, kUser), 3);
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\S", L"Other"), "<missing>");
+    EXPECT_EQ(Stored(P(L"S"), L"Other"), "<missing>");
     // Null value name: the value-name list; null sub-key: the sub-key list of the prefix.
     WUTLRegistry::RegWriteString(L"S", L"Second", L"2", kUser);
     wchar_t list[32];
     EXPECT_EQ(WUTLRegistry::RegReadString(L"S", nullptr, nullptr, list, 32, kUser), 4);
     EXPECT_EQ(List(list, 13), std::wstring(L"Name\0Second\0\0", 13));
-    WUTLRegistry::CreateKey(L"HKEY_CURRENT_USER\\S\\Kid");
-    EXPECT_EQ(
-        WUTLRegistry::RegReadString(nullptr, L"v", nullptr, list, 32, L"HKEY_CURRENT_USER\\S"), 3);
+    WUTLRegistry::CreateKey(P(L"S\\Kid"));
+    EXPECT_EQ(WUTLRegistry::RegReadString(nullptr, L"v", nullptr, list, 32, P(L"S")), 3);
     EXPECT_EQ(List(list, 5), std::wstring(L"Kid\0\0", 5));
 }
 
 TEST_F(WUTLRegistryTest, NameListsEndInTwoNulsAndCutWhatDoesNotFit) {
     for (const wchar_t* name : {L"gamma", L"alpha", L"beta"})
-        WUTLRegistry::CreateKey((std::wstring(L"HKEY_CURRENT_USER\\L\\") + name).c_str());
-    WUTLRegistry key(L"HKEY_CURRENT_USER\\L");
+        WUTLRegistry::CreateKey(P(std::wstring(L"L\\") + name));
+    WUTLRegistry key(P(L"L"));
     wchar_t buffer[32];
     std::fill(std::begin(buffer), std::end(buffer), L'#');
     EXPECT_EQ(key.GetSubkeyList(buffer, 32), 0);
@@ -283,7 +307,7 @@ TEST_F(WUTLRegistryTest, NameListsEndInTwoNulsAndCutWhatDoesNotFit) {
     EXPECT_EQ(key.GetSubkeyList(buffer, 2), ERROR_MORE_DATA);
     EXPECT_EQ(List(buffer, 3), std::wstring(L"\0\0#", 3));
 
-    WUTLRegistry empty(L"HKEY_CURRENT_USER\\L\\beta");
+    WUTLRegistry empty(P(L"L\\beta"));
     std::fill(std::begin(buffer), std::end(buffer), L'#');
     EXPECT_EQ(empty.GetValueNameList(buffer, 32), 0);
     EXPECT_EQ(List(buffer, 3), std::wstring(L"\0#", 2) + L"#");
@@ -292,29 +316,29 @@ TEST_F(WUTLRegistryTest, NameListsEndInTwoNulsAndCutWhatDoesNotFit) {
 TEST_F(WUTLRegistryTest, DeleteRegistryKeyRemovesTheWholeTreeAndNothingElse) {
     for (const wchar_t* path : {L"T\\a\\x\\deep", L"T\\a\\y", L"T\\b", L"T2\\keep"})
         WUTLRegistry::RegWriteString(path, L"v", L"1", kUser);
-    EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(L"HKEY_CURRENT_USER\\T"), 0);
-    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_CURRENT_USER\\T"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_CURRENT_USER\\T2\\keep"), 0);
-    EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(L"HKEY_CURRENT_USER\\T"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(P(L"T")), 0);
+    EXPECT_EQ(WUTLRegistry::IsValid(P(L"T")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(WUTLRegistry::IsValid(P(L"T2\\keep")), 0);
+    EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(P(L"T")), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(nullptr), -1);
     EXPECT_EQ(WUTLRegistry::DeleteRegistryKey(L"HKCU\\T2"), ERROR_OPEN_FAILED);
-    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_CURRENT_USER\\T2\\keep"), 0);
+    EXPECT_EQ(WUTLRegistry::IsValid(P(L"T2\\keep")), 0);
 }
 
 TEST_F(WUTLRegistryTest, RegWriteStringAndBinary) {
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", L"text", kUser), 1); // creates
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\W\\Sub", L"v"), Sz(L"text"));
+    EXPECT_EQ(Stored(P(L"W\\Sub"), L"v"), Sz(L"text"));
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", nullptr, kUser), 1); // deletes
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\W\\Sub", L"v"), "<missing>");
+    EXPECT_EQ(Stored(P(L"W\\Sub"), L"v"), "<missing>");
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"W\\Sub", L"v", nullptr, kUser), 0);
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"W", nullptr, nullptr, kUser), 1); // the tree
-    EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_CURRENT_USER\\W"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(WUTLRegistry::IsValid(P(L"W")), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(WUTLRegistry::RegWriteString(L"W", L"v", L"x", L"HKLM\\"), 0);
 
     const BYTE bytes[] = {0, 1, 2, 0xFF, 0};
     EXPECT_NE(WUTLRegistry::RegWriteBinary(L"Bin", L"b", bytes, 5, kUser), 0);
     DWORD type = 0;
-    EXPECT_EQ(Stored(L"HKEY_CURRENT_USER\\Bin", L"b", &type), std::string("\0\1\2\xFF\0", 5));
+    EXPECT_EQ(Stored(P(L"Bin"), L"b", &type), std::string("\0\1\2\xFF\0", 5));
     EXPECT_EQ(type, static_cast<DWORD>(REG_BINARY));
     BYTE out[8] = {};
     EXPECT_EQ(WUTLRegistry::RegReadBinary(L"Bin", L"b", out, 8, kUser), 5);
@@ -327,8 +351,8 @@ TEST_F(WUTLRegistryTest, RegWriteStringAndBinary) {
 }
 
 TEST_F(WUTLRegistryTest, GetRegSzValueTakesStringsAndExpandsVariables) {
-    ::setenv("TEMP", "/var/tmp/tlv", 1);
-    Probe key(L"HKEY_CURRENT_USER\\Sz", KEY_ALL_ACCESS, 1);
+    SetVariable("TEMP", "/var/tmp/tlv");
+    Probe key(P(L"Sz"), KEY_ALL_ACCESS, 1);
     key.SetValue(L"plain", L"hello");
     key.SetValue(L"dword", 5);
     key.SetValue(L"blank", L""); // the NUL alone
@@ -347,28 +371,29 @@ TEST_F(WUTLRegistryTest, GetRegSzValueTakesStringsAndExpandsVariables) {
                                   static_cast<DWORD>(tooLong.size()));
 
     wchar_t* text = nullptr;
-    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"plain", &text));
+    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Sz"), L"plain", &text));
     EXPECT_STREQ(text, L"hello");
     std::free(text);
-    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"bare", &text));
+    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Sz"), L"bare", &text));
     EXPECT_STREQ(text, L"bare"); // stored without NUL, handed back terminated
     std::free(text);
-    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"blank", &text));
+    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Sz"), L"blank", &text));
     EXPECT_STREQ(text, L"");
     std::free(text);
-    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"expand", &text));
+    ASSERT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Sz"), L"expand", &text));
     EXPECT_STREQ(text, L"/var/tmp/tlv\\x");
     std::free(text);
     text = nullptr;
-    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"dword", &text));
-    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"empty", &text));
-    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"long", &text));
-    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Sz", L"missing", &text));
-    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, L"Nope", L"plain", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Sz"), L"dword", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Sz"), L"empty", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Sz"), L"long", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Sz"), L"missing", &text));
+    EXPECT_FALSE(GetRegSzValue(HKEY_CURRENT_USER, S(L"Nope"), L"plain", &text));
     EXPECT_EQ(text, nullptr);
 }
 
 TEST_F(WUTLRegistryTest, DamagedStoreGivesStatusesAndDefaults) {
+    TLVUTL_POSIX_ONLY("the library's own store: a damaged database file");
     { std::ofstream(sandbox.File("HKEY_LOCAL_MACHINE"), std::ios::binary) << "not a database"; }
     EXPECT_EQ(WUTLRegistry::IsValid(L"HKEY_LOCAL_MACHINE\\Software"), ERROR_BADDB);
     EXPECT_EQ(WUTLRegistry::RegReadInt(L"Software", L"n", 4, L"HKEY_LOCAL_MACHINE\\"), 4);
@@ -382,6 +407,8 @@ TEST_F(WUTLRegistryTest, DamagedStoreGivesStatusesAndDefaults) {
 }
 
 TEST_F(WUTLRegistryTest, DefaultInstallationIsRecordedOnAFreshStoreAsATerminatedString) {
+    TLVUTL_POSIX_ONLY("the library's own store, fresh: the product key lies below "
+                      "HKEY_LOCAL_MACHINE, which a test does not write in the system's registry");
     const CString product = INIGetRegistryProductKey();
     const std::wstring path = L"HKEY_LOCAL_MACHINE\\" + product.str();
     ASSERT_EQ(Stored(path.c_str(), L"ConfigDir"), "<no key>");

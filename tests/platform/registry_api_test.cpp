@@ -1,6 +1,7 @@
 // The Win32 registry functions on the store: names, order, statuses, bytes and handles.
 #include "platform/registry_raw.h"
 #include "platform/registry_sandbox.h"
+#include "platform_marks.h"
 
 #include <tlvutl/encoding.h>
 #include <tlvutl/registry.h>
@@ -84,6 +85,13 @@ std::vector<Entry> Values(HKEY key) {
     }
 }
 
+const std::wstring& NameOf(const std::wstring& name) {
+    return name;
+}
+const std::wstring& NameOf(const Entry& entry) {
+    return entry.name;
+}
+
 std::string U16(const wchar_t* text, bool withNul) {
     std::string b = TlvUtils::ToUtf16LE(text);
     if (withNul)
@@ -98,9 +106,9 @@ protected:
 
 TEST_F(RegistryApi, NamesCompareWithoutCaseAndKeepTheirFirstCase) {
     DWORD disposition = 0;
-    HKEY a = Create(HKEY_CURRENT_USER, L"Software\\Talvo\\Units", KEY_ALL_ACCESS, &disposition);
+    HKEY a = Create(sandbox.Base(), L"Soft\\Talvo\\Units", KEY_ALL_ACCESS, &disposition);
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_CREATED_NEW_KEY));
-    HKEY b = Create(HKEY_CURRENT_USER, L"SOFTWARE\\talvo\\UNITS", KEY_ALL_ACCESS, &disposition);
+    HKEY b = Create(sandbox.Base(), L"SOFT\\talvo\\UNITS", KEY_ALL_ACCESS, &disposition);
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
 
     ASSERT_EQ(SetBytes(a, L"Precision", REG_DWORD, std::string("\x02\0\0\0", 4)), 0);
@@ -111,7 +119,7 @@ TEST_F(RegistryApi, NamesCompareWithoutCaseAndKeepTheirFirstCase) {
     EXPECT_EQ(values[0].bytes, std::string("\x03\0\0\0", 4));
 
     HKEY soft = nullptr;
-    ASSERT_EQ(Open(HKEY_CURRENT_USER, L"software", soft, KEY_ALL_ACCESS), 0);
+    ASSERT_EQ(Open(HKEY_CURRENT_USER, sandbox.SubKey(L"soft").c_str(), soft, KEY_ALL_ACCESS), 0);
     EXPECT_EQ(SubKeys(soft), std::vector<std::wstring>{L"Talvo"});
     // Non-ASCII letters fold too.
     RegCloseKey(Create(soft, L"\u00e4rger"));
@@ -122,7 +130,9 @@ TEST_F(RegistryApi, NamesCompareWithoutCaseAndKeepTheirFirstCase) {
 }
 
 TEST_F(RegistryApi, SubKeysEnumerateInUpperCaseOrderValuesInFirstSetOrder) {
-    HKEY key = Create(HKEY_CURRENT_USER, L"Order");
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine keeps sub-keys in lower-case order ('_' before 'A') and "
+                                 "values sorted by name, not in the order they were first set");
+    HKEY key = Create(sandbox.Base(), L"Order");
     // Upper case puts 'B' (0x42) before '_' (0x5F); lower case would not.
     for (const wchar_t* name : {L"b", L"a_", L"AB", L"a", L"Zeta", L"_x"})
         RegCloseKey(Create(key, name));
@@ -141,7 +151,8 @@ TEST_F(RegistryApi, SubKeysEnumerateInUpperCaseOrderValuesInFirstSetOrder) {
 }
 
 TEST_F(RegistryApi, StatusCodes) {
-    HKEY key = Create(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\Status");
+    const std::wstring status = sandbox.SubKey(L"Status");
+    HKEY key = Create(sandbox.Base(), L"Status");
     HKEY child = Create(key, L"Child");
     HKEY missing = nullptr;
     EXPECT_EQ(Open(key, L"Nope", missing), ERROR_FILE_NOT_FOUND);
@@ -151,8 +162,8 @@ TEST_F(RegistryApi, StatusCodes) {
     EXPECT_EQ(RegDeleteValueW(key, L"nothing"), ERROR_FILE_NOT_FOUND);
 
     // A key with sub-keys is not deleted, nor is a root.
-    EXPECT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\Status"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(RegDeleteKeyW(HKEY_LOCAL_MACHINE, L""), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyW(HKEY_CURRENT_USER, status.c_str()), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyW(HKEY_CURRENT_USER, L""), ERROR_ACCESS_DENIED);
     EXPECT_EQ(RegDeleteKeyW(key, L"CHILD"), ERROR_SUCCESS);
     EXPECT_EQ(RegDeleteKeyW(key, L"Child"), ERROR_FILE_NOT_FOUND);
     // The deleted key's handle stays valid but reaches nothing.
@@ -161,13 +172,10 @@ TEST_F(RegistryApi, StatusCodes) {
 
     // Read-only handles refuse writes, write-only handles refuse reads.
     HKEY ro = nullptr, wo = nullptr;
-    ASSERT_EQ(Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\Status", ro, KEY_READ), 0);
-    ASSERT_EQ(Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\Status", wo, KEY_WRITE), 0);
+    ASSERT_EQ(Open(HKEY_CURRENT_USER, status.c_str(), ro, KEY_READ), 0);
+    ASSERT_EQ(Open(HKEY_CURRENT_USER, status.c_str(), wo, KEY_WRITE), 0);
     EXPECT_EQ(SetBytes(ro, L"v", REG_BINARY, "x"), ERROR_ACCESS_DENIED);
     EXPECT_EQ(RegDeleteValueW(ro, L"v"), ERROR_ACCESS_DENIED);
-    HKEY sub = nullptr;
-    EXPECT_EQ(RegCreateKeyExW(ro, L"New", 0, nullptr, 0, KEY_READ, nullptr, &sub, nullptr),
-              ERROR_ACCESS_DENIED);
     EXPECT_EQ(SetBytes(wo, L"v", REG_BINARY, "x"), ERROR_SUCCESS);
     EXPECT_EQ(RegQueryValueExW(wo, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
     EXPECT_EQ(Raw(ro, L"v"), "x");
@@ -192,9 +200,11 @@ TEST_F(RegistryApi, StatusCodes) {
               ERROR_NO_MORE_ITEMS);
 
     // Malformed paths and handles.
-    EXPECT_EQ(Open(HKEY_LOCAL_MACHINE, L"\\SOFTWARE", missing), ERROR_BAD_PATHNAME);
-    EXPECT_EQ(Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\\\Talvo", missing), ERROR_BAD_PATHNAME);
-    EXPECT_EQ(Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Talvo\\", missing), ERROR_SUCCESS);
+    EXPECT_EQ(Open(HKEY_CURRENT_USER, L"\\Software", missing), ERROR_BAD_PATHNAME);
+    // Backslashes in a row are one separator; a trailing one is ignored.
+    EXPECT_EQ(Open(HKEY_CURRENT_USER, L"Software\\\\tlvutl-tests", missing), ERROR_SUCCESS);
+    RegCloseKey(missing);
+    EXPECT_EQ(Open(HKEY_CURRENT_USER, (status + L"\\").c_str(), missing), ERROR_SUCCESS);
     RegCloseKey(missing);
     EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
     EXPECT_EQ(RegCloseKey(key), ERROR_INVALID_HANDLE);
@@ -206,8 +216,19 @@ TEST_F(RegistryApi, StatusCodes) {
     RegCloseKey(wo);
 }
 
+TEST_F(RegistryApi, ReadOnlyHandlesMakeNoSubKeys) {
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine creates a sub-key through a handle without "
+                                 "KEY_CREATE_SUB_KEY");
+    HKEY ro = nullptr, sub = nullptr;
+    ASSERT_EQ(Open(sandbox.Base(), L"", ro, KEY_READ), 0);
+    EXPECT_EQ(RegCreateKeyExW(ro, L"New", 0, nullptr, 0, KEY_READ, nullptr, &sub, nullptr),
+              ERROR_ACCESS_DENIED);
+    EXPECT_EQ(sub, nullptr);
+    RegCloseKey(ro);
+}
+
 TEST_F(RegistryApi, StringsAreStoredAsTheUtf16BytesTheWriterSent) {
-    HKEY key = Create(HKEY_CURRENT_USER, L"Bytes");
+    HKEY key = Create(sandbox.Base(), L"Bytes");
     const wchar_t text[] = L"abc", longer[] = L"abcd";
     // Byte counts for string data are two per wchar_t: 8 with the NUL, 6 without.
     ASSERT_EQ(RegSetValueExW(key, L"with", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), 8), 0);
@@ -261,7 +282,7 @@ TEST_F(RegistryApi, StringsAreStoredAsTheUtf16BytesTheWriterSent) {
 }
 
 TEST_F(RegistryApi, QueryInfoCountsAndLengths) {
-    HKEY key = Create(HKEY_CURRENT_USER, L"Info");
+    HKEY key = Create(sandbox.Base(), L"Info");
     RegCloseKey(Create(key, L"short"));
     RegCloseKey(Create(key, L"a-longer-name"));
     ASSERT_EQ(SetBytes(key, L"v", REG_BINARY, std::string(300, 'x')), 0);
@@ -284,6 +305,7 @@ TEST_F(RegistryApi, QueryInfoCountsAndLengths) {
 }
 
 TEST_F(RegistryApi, PerformanceDataOpensAndHoldsNothing) {
+    TLVUTL_POSIX_ONLY("the library's own store: Windows answers HKEY_PERFORMANCE_DATA itself");
     HKEY key = nullptr;
     ASSERT_EQ(Open(HKEY_PERFORMANCE_DATA, L"", key), 0);
     EXPECT_EQ(Open(HKEY_PERFORMANCE_DATA, L"Counter", key), ERROR_FILE_NOT_FOUND);
@@ -298,6 +320,7 @@ TEST_F(RegistryApi, PerformanceDataOpensAndHoldsNothing) {
 }
 
 TEST_F(RegistryApi, EachRootHasItsOwnFileAndWritesSurviveReopening) {
+    TLVUTL_POSIX_ONLY("the library's own store: one database file per root");
     HKEY user = Create(HKEY_CURRENT_USER, L"Kept");
     HKEY machine = Create(HKEY_LOCAL_MACHINE, L"Kept");
     ASSERT_EQ(SetBytes(user, L"who", REG_BINARY, "user"), 0);
@@ -318,6 +341,7 @@ TEST_F(RegistryApi, EachRootHasItsOwnFileAndWritesSurviveReopening) {
 }
 
 TEST_F(RegistryApi, ForeignSqliteFileIsReportedAndLeftAlone) {
+    TLVUTL_POSIX_ONLY("the library's own store: its database files");
     // A valid SQLite database that is not a hive: never taken over.
     {
         std::ofstream(sandbox.File("HKEY_CLASSES_ROOT"), std::ios::binary)
@@ -352,6 +376,19 @@ TEST_F(RegistryApi, MatchesASimpleModelUnderRandomOperations) {
     const std::vector<std::wstring> pool = {L"alpha",   L"Beta", L"gamma_", L"GAMMAX",
                                             L"\u00e4x", L"z",    L"_under", L"a"};
     std::mt19937 rng(20240611);
+    // Wine orders sub-keys and values otherwise (see the order test): there the contents are
+    // compared, not their order.
+    bool orderKnown = true;
+#ifdef _WIN32
+    orderKnown = !platform_marks::UnderWine();
+#endif
+    auto ordered = [&](auto list) {
+        if (!orderKnown)
+            std::sort(list.begin(), list.end(), [&](const auto& a, const auto& b) {
+                return fold(NameOf(a)) < fold(NameOf(b));
+            });
+        return list;
+    };
     auto pick = [&] {
         std::wstring s = pool[rng() % pool.size()];
         for (wchar_t& c : s)
@@ -360,7 +397,8 @@ TEST_F(RegistryApi, MatchesASimpleModelUnderRandomOperations) {
         return s;
     };
 
-    const wchar_t* const parent = L"Model";
+    const std::wstring model_key = sandbox.SubKey(L"Model");
+    const wchar_t* const parent = model_key.c_str();
     RegCloseKey(Create(HKEY_CURRENT_USER, parent));
     for (int step = 0; step < 300; ++step) {
         HKEY key = nullptr;
@@ -417,20 +455,19 @@ TEST_F(RegistryApi, MatchesASimpleModelUnderRandomOperations) {
             break;
         }
         }
+        RegCloseKey(key);
         if (step % 50 == 49)
-            sandbox.Reopen(); // handles die with the connections
-        else
-            RegCloseKey(key);
+            sandbox.Reopen(); // what was written must come back from the store
 
         ASSERT_EQ(Open(HKEY_CURRENT_USER, parent, key), 0);
         std::vector<std::wstring> expectedKeys;
         for (const auto& [k, v] : model.keys)
             expectedKeys.push_back(v);
-        ASSERT_EQ(SubKeys(key), expectedKeys) << "step " << step;
+        ASSERT_EQ(ordered(SubKeys(key)), ordered(expectedKeys)) << "step " << step;
         std::vector<Entry> expectedValues;
         for (const ModelValue& v : model.values)
             expectedValues.push_back({v.name, REG_BINARY, v.bytes});
-        ASSERT_EQ(Values(key), expectedValues) << "step " << step;
+        ASSERT_EQ(ordered(Values(key)), ordered(expectedValues)) << "step " << step;
         RegCloseKey(key);
     }
 }
@@ -439,13 +476,14 @@ TEST_F(RegistryApi, MatchesASimpleModelUnderRandomOperations) {
 // enumeration stays consistent while they write.
 TEST_F(RegistryApi, ThreadsShareTheStore) {
     constexpr int kThreads = 4, kEach = 60;
-    HKEY shared = Create(HKEY_CURRENT_USER, L"Threads");
+    HKEY shared = Create(sandbox.Base(), L"Threads");
+    const std::wstring upper = sandbox.SubKey(L"THREADS");
     std::vector<std::thread> threads;
     std::atomic<int> failures{0};
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
             HKEY own = nullptr;
-            if (Open(HKEY_CURRENT_USER, L"THREADS", own, KEY_ALL_ACCESS))
+            if (Open(HKEY_CURRENT_USER, upper.c_str(), own, KEY_ALL_ACCESS))
                 ++failures;
             for (int i = 0; i < kEach; ++i) {
                 const std::wstring name = L"t" + std::to_wstring(t) + L"-" + std::to_wstring(i);
@@ -471,10 +509,21 @@ TEST_F(RegistryApi, ThreadsShareTheStore) {
     RegCloseKey(shared);
 }
 
-TEST(ExpandEnvironmentStrings, ReplacesSetVariablesAndKeepsTheRest) {
-    ::setenv("TLV_EXPAND_A", "alpha", 1);
-    ::setenv("TLV_EXPAND_EMPTY", "", 1);
-    ::unsetenv("TLV_EXPAND_MISSING");
+void SetVariable(const char* name, const char* value) {
+#ifdef _WIN32
+    ::SetEnvironmentVariableA(name, value);
+#else
+    if (value)
+        ::setenv(name, value, 1);
+    else
+        ::unsetenv(name);
+#endif
+}
+
+TEST(ExpandEnvironment, ReplacesSetVariablesAndKeepsTheRest) {
+    SetVariable("TLV_EXPAND_A", "alpha");
+    SetVariable("TLV_EXPAND_EMPTY", "");
+    SetVariable("TLV_EXPAND_MISSING", nullptr);
     auto expand = [](const wchar_t* in) {
         wchar_t out[64];
         const DWORD n = ExpandEnvironmentStringsW(in, out, 64);
@@ -485,8 +534,6 @@ TEST(ExpandEnvironmentStrings, ReplacesSetVariablesAndKeepsTheRest) {
     EXPECT_EQ(expand(L"%tlv_expand_a%"), L"alpha"); // names ignore case, as on Windows
     EXPECT_EQ(expand(L"[%TLV_EXPAND_EMPTY%]"), L"[]");
     EXPECT_EQ(expand(L"%TLV_EXPAND_MISSING%"), L"%TLV_EXPAND_MISSING%");
-    // The closing sign of an unknown name may open the next reference.
-    EXPECT_EQ(expand(L"%TLV_EXPAND_MISSING%TLV_EXPAND_A%"), L"%TLV_EXPAND_MISSINGalpha");
     EXPECT_EQ(expand(L"100%"), L"100%");
     EXPECT_EQ(expand(L"%%"), L"%%");
 
@@ -494,7 +541,19 @@ TEST(ExpandEnvironmentStrings, ReplacesSetVariablesAndKeepsTheRest) {
     EXPECT_EQ(ExpandEnvironmentStringsW(L"%TLV_EXPAND_A%", small, 4), 6u);
     EXPECT_STREQ(small, L"alp");
     EXPECT_EQ(ExpandEnvironmentStringsW(L"%TLV_EXPAND_A%", nullptr, 0), 6u);
-    EXPECT_EQ(ExpandEnvironmentStringsW(nullptr, small, 4), 0u);
+    // No source is an empty one.
+    EXPECT_EQ(ExpandEnvironmentStringsW(nullptr, small, 4), 1u);
+    EXPECT_STREQ(small, L"");
+}
+
+TEST(ExpandEnvironment, TheClosingSignOfAnUnknownNameMayOpenTheNextReference) {
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine copies an unknown %NAME% whole, closing sign included, "
+                                 "and goes on after it");
+    SetVariable("TLV_EXPAND_A", "alpha");
+    SetVariable("TLV_EXPAND_MISSING", nullptr);
+    wchar_t out[64];
+    EXPECT_EQ(ExpandEnvironmentStringsW(L"%TLV_EXPAND_MISSING%TLV_EXPAND_A%", out, 64), 25u);
+    EXPECT_STREQ(out, L"%TLV_EXPAND_MISSINGalpha");
 }
 
 } // namespace

@@ -43,7 +43,7 @@ protected:
 };
 
 TEST_F(RegistryWin32, NullDataWithZeroCountStoresAnEmptyValue) {
-    HKEY key = Create(HKEY_CURRENT_USER, L"Empty");
+    HKEY key = Create(sandbox.Base(), L"Empty");
     DWORD type = 0;
     for (const DWORD t : {DWORD{REG_BINARY}, DWORD{REG_SZ}, DWORD{REG_NONE}}) {
         ASSERT_EQ(RegSetValueExW(key, L"v", 0, t, nullptr, 0), ERROR_SUCCESS) << t;
@@ -61,7 +61,7 @@ TEST_F(RegistryWin32, NullDataWithZeroCountStoresAnEmptyValue) {
 }
 
 TEST_F(RegistryWin32, CountJustShortOfTheNulTakesTheNul) {
-    HKEY key = Create(HKEY_CURRENT_USER, L"Terminator");
+    HKEY key = Create(sandbox.Base(), L"Terminator");
     const wchar_t abc[] = L"abc";
     const wchar_t abcd[] = L"abcd";
     const auto* p = reinterpret_cast<const BYTE*>(abc);
@@ -91,7 +91,7 @@ TEST_F(RegistryWin32, CountJustShortOfTheNulTakesTheNul) {
 }
 
 TEST_F(RegistryWin32, EnumValueWithAShortNameStillTellsTypeAndSize) {
-    HKEY key = Create(HKEY_CURRENT_USER, L"Enum");
+    HKEY key = Create(sandbox.Base(), L"Enum");
     const wchar_t text[] = L"hello";
     ASSERT_EQ(RegSetValueExW(key, L"LongName", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), 12),
               0);
@@ -116,10 +116,10 @@ TEST_F(RegistryWin32, EnumValueWithAShortNameStillTellsTypeAndSize) {
 }
 
 TEST_F(RegistryWin32, HandleOfADeletedKeyAnswersKeyDeleted) {
-    HKEY parent = Create(HKEY_CURRENT_USER, L"Gone");
+    HKEY parent = Create(sandbox.Base(), L"Gone");
     HKEY key = Create(parent, L"Child");
     ASSERT_EQ(RegSetValueExW(key, L"v", 0, REG_BINARY, reinterpret_cast<const BYTE*>("x"), 1), 0);
-    HKEY other = Create(HKEY_CURRENT_USER, L"Gone\\Child"); // a second handle deletes it
+    HKEY other = Create(sandbox.Base(), L"Gone\\Child"); // a second handle deletes it
     ASSERT_EQ(RegDeleteValueW(other, L"v"), ERROR_SUCCESS);
     ASSERT_EQ(RegDeleteKeyW(parent, L"Child"), ERROR_SUCCESS);
 
