@@ -28,6 +28,13 @@
 // changed) and subtree registrations rescan their folders. A watched folder that is deleted
 // reports its registrations once more.
 //
+// The Windows backend keeps one folder handle per registration (WatchCount counts them) and
+// lets the system apply the filter and follow subtrees (bWatchSubtree), so the rows above and
+// the sub-folder bookkeeping are the POSIX backend's; a registration is reported when the
+// system reports any change it asked for. There, changes reach ReadChanges a moment after the
+// call that made them, through a thread of the notifier's own, and there is no watch limit
+// (SetWatchLimitForTesting does nothing).
+//
 // Not thread-safe: the owner serialises every call.
 #ifndef TLVUTL_PLATFORM_CHANGE_NOTIFICATION_H
 #define TLVUTL_PLATFORM_CHANGE_NOTIFICATION_H
@@ -111,6 +118,11 @@ public:
     // Behaves as if the system allowed only limit watches in all (0: the system's limit).
     // For tests of the limit's handling.
     void SetWatchLimitForTesting(std::size_t limit);
+#ifdef _WIN32
+    // Reads of registrations added from now on take at most bytes (at least 4): small enough,
+    // one change does not fit and counts as lost. For tests of lost changes.
+    void SetReadSizeForTesting(std::size_t bytes);
+#endif
 
     struct State;
 

@@ -273,13 +273,29 @@ TEST(WinFiles, StaleTemporariesRemovedAndLookAlikesKept) {
     EXPECT_EQ(fs::RemoveStaleTemporaries(dir / L"nowhere\\x.ini"), 0);
 }
 
-TEST(WinTracker, RegistrationIsRefusedWithTheInvalidHandle) {
+TEST(WinTracker, WidePathsWithEitherSeparatorAreWatched) {
     ScratchFolder dir;
-    auto watch = CDirectoriesChangesTracker::TrackChangeIn(CString(dir.Path().c_str()), TRUE,
-                                                           FILE_NOTIFY_CHANGE_FILE_NAME, [] {}, {});
-    EXPECT_EQ(watch.get(), INVALID_HANDLE_VALUE);
-    watch.reset(); // the invalid value is ignored
-    CDirectoriesChangesTracker::StopTrackingAnyChanges();
+    const std::wstring folder = dir / L"監視 Überwachung";
+    ASSERT_FALSE(fs::CreateDirectories(folder));
+    ASSERT_FALSE(fs::WriteFileAtomically(folder + L"\\a file.txt", "x"));
+    std::atomic<int> calls{0};
+    CDirectoriesChangesTracker::AppStarted();
+    // A trailing separator and '/' are the system's to read: the seam passes them on.
+    std::wstring slashed = folder + L"/";
+    auto watch = CDirectoriesChangesTracker::TrackChangeIn(
+        CString(slashed.c_str()), TRUE, FILE_NOTIFY_CHANGE_FILE_NAME, [&] { ++calls; }, {});
+    ASSERT_NE(watch.get(), INVALID_HANDLE_VALUE);
+    auto file =
+        CDirectoriesChangesTracker::TrackChangeIn(CString((folder + L"\\a file.txt").c_str()),
+                                                  FALSE, FILE_NOTIFY_CHANGE_FILE_NAME, [] {}, {});
+    EXPECT_EQ(file.get(), INVALID_HANDLE_VALUE); // a file is not a folder
+    ASSERT_FALSE(fs::WriteFileAtomically(folder + L"\\новый.txt", "y"));
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    while (calls.load() == 0 && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(1ms);
+    EXPECT_GT(calls.load(), 0);
+    watch.reset();
+    CDirectoriesChangesTracker::AppShuttingDown();
 }
 
 TEST(WinTracker, WaitEventsStayReadableUntilReset) {

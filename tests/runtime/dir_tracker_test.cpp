@@ -2,6 +2,7 @@
 // names in several scripts, the watch limit, and many threads at once. Each test has a
 // tracker of its own, except those of the exported class, which use the process's.
 #include "environment/temp_dir.h"
+#include "platform_marks.h"
 #include "runtime/dir_tracker_engine.h"
 
 #include <tlvutl/dir_tracker.h>
@@ -22,8 +23,10 @@
 #include <thread>
 #include <vector>
 
+#ifndef _WIN32
 #include <sys/resource.h>
 #include <unistd.h>
+#endif
 
 namespace fs = std::filesystem;
 using tlv::runtime::DirectoryTracker;
@@ -66,8 +69,21 @@ template <class Pred> bool Eventually(Pred pred) {
     return true;
 }
 
+// A path from UTF-8 text, and a path's wide form: narrow paths are not UTF-8 on Windows.
+fs::path P(const std::string& utf8) {
+#ifdef _WIN32
+    return fs::path(TlvUtils::FromUtf8(utf8));
+#else
+    return fs::path(utf8);
+#endif
+}
+
 std::wstring Wide(const fs::path& p) {
+#ifdef _WIN32
+    return p.wstring();
+#else
     return TlvUtils::FromUtf8(p.string());
+#endif
 }
 
 void Touch(const fs::path& p) {
@@ -82,8 +98,9 @@ HANDLE Track(DirectoryTracker& t, const fs::path& dir, const std::shared_ptr<Hit
 class Tracker : public ::testing::Test {
 protected:
     fs::path Dir(const std::string& name) {
-        fs::create_directories(dir_ / name);
-        return dir_ / name;
+        const fs::path p = dir_.path() / P(name);
+        fs::create_directories(p);
+        return p;
     }
     TempDir dir_;
 };
@@ -265,10 +282,9 @@ TEST_F(Tracker, FolderNamesInSeveralScripts) {
         handles.push_back(Track(t, Dir(n), hits.back(), true));
         ASSERT_NE(handles.back(), INVALID_HANDLE_VALUE) << n;
     }
-    Touch(dir_ / names[2] / "файл.txt");
+    Touch(Dir(names[2]) / P("файл.txt"));
     ASSERT_TRUE(hits[2]->WaitFor(1));
-    fs::create_directories(dir_ / names[3] / "ünter" / "下");
-    Touch(dir_ / names[3] / "ünter" / "下" / "é");
+    Touch(Dir(std::string(names[3]) + "/ünter/下") / P("é"));
     ASSERT_TRUE(hits[3]->WaitFor(1));
     EXPECT_EQ(hits[0]->Count(), 0);
     EXPECT_EQ(hits[1]->Count(), 0);
@@ -277,6 +293,7 @@ TEST_F(Tracker, FolderNamesInSeveralScripts) {
 }
 
 TEST_F(Tracker, OverTheWatchLimitIsRefusedWholeWithADebugMessage) {
+    TLVUTL_POSIX_ONLY("fs.inotify.max_user_watches");
     DirectoryTracker t;
     std::vector<std::wstring> debug;
     TlvUtl::SetDebugOutputSink([&](const wchar_t* text) { debug.push_back(text); });
@@ -300,6 +317,7 @@ TEST_F(Tracker, OverTheWatchLimitIsRefusedWholeWithADebugMessage) {
 }
 
 TEST_F(Tracker, SubtreeGrowingPastTheLimitIsCalledBackAndNamesTheLimit) {
+    TLVUTL_POSIX_ONLY("fs.inotify.max_user_watches");
     DirectoryTracker t;
     auto debug = std::make_shared<Hits>(); // the sink runs on the worker
     TlvUtl::SetDebugOutputSink([debug](const wchar_t* text) {
@@ -328,6 +346,8 @@ TEST_F(Tracker, SubtreeGrowingPastTheLimitIsCalledBackAndNamesTheLimit) {
 }
 
 TEST_F(Tracker, NoNotificationInstanceLeftIsRefusedWithADebugMessage) {
+    TLVUTL_POSIX_ONLY("the inotify instance limit, reached through the descriptor limit");
+#ifndef _WIN32
 #ifdef TLVUTL_TESTS_SANITIZED
     GTEST_SKIP() << "the sanitizer runtime needs descriptors while none are left";
 #endif
@@ -354,6 +374,88 @@ TEST_F(Tracker, NoNotificationInstanceLeftIsRefusedWithADebugMessage) {
     HANDLE h = Track(t, d, hits);
     EXPECT_NE(h, INVALID_HANDLE_VALUE);
     t._StopTrackingChangeIn(h);
+#endif
+}
+
+TEST_F(Tracker, FarMoreFoldersThanOneWaitTakesAreAllCalledBack) {
+    // A wait on handles takes at most 64, two of them the tracker's own events.
+    constexpr int kFolders = 100;
+    DirectoryTracker t;
+    t.AppStarted();
+    std::vector<std::shared_ptr<Hits>> hits;
+    std::vector<HANDLE> handles;
+    for (int i = 0; i < kFolders; ++i) {
+        hits.push_back(std::make_shared<Hits>());
+        handles.push_back(Track(t, Dir("nombreux/" + std::to_string(i)), hits.back()));
+        ASSERT_NE(handles.back(), INVALID_HANDLE_VALUE) << i;
+    }
+    for (int i : {kFolders - 1, 62, 0})
+        Touch(dir_ / "nombreux" / std::to_string(i) / "x");
+    for (int i : {kFolders - 1, 62, 0})
+        EXPECT_TRUE(hits[i]->WaitFor(1)) << i;
+    EXPECT_EQ(hits[1]->Count(), 0);
+    t._StopTrackingAnyChanges();
+    EXPECT_FALSE(t.IsRunning());
+    EXPECT_EQ(t.WatchCount(), 0u);
+}
+
+TEST_F(Tracker, WatchedFolderDeletedIsCalledBackAndCanBeMadeAgain) {
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine does not end a folder's pending read when the folder is "
+                                 "deleted; it stays until its watch is removed");
+    DirectoryTracker t;
+    t.AppStarted();
+    auto hits = std::make_shared<Hits>(), parent = std::make_shared<Hits>();
+    const fs::path d = Dir("parent/éphémère");
+    HANDLE own = Track(t, d, hits, true);
+    HANDLE above = Track(t, dir_ / "parent", parent, false, FILE_NOTIFY_CHANGE_DIR_NAME);
+    fs::remove_all(d);
+    EXPECT_TRUE(hits->WaitFor(1));
+    EXPECT_TRUE(parent->WaitFor(1));
+    // The watch lets go of the folder: its name is free again and the parent can go too.
+    EXPECT_TRUE(Eventually([&] { return t.WatchCount() == 1; }));
+    EXPECT_TRUE(fs::create_directory(d));
+    t._StopTrackingChangeIn(own);
+    EXPECT_EQ(t.FolderCount(), 1u);
+    t._StopTrackingChangeIn(above);
+    EXPECT_FALSE(t.IsRunning());
+    fs::remove_all(dir_ / "parent");
+    EXPECT_FALSE(fs::exists(dir_ / "parent"));
+}
+
+TEST_F(Tracker, StoppingAndRestartingWhileChangesPourIn) {
+    DirectoryTracker t;
+    t.AppStarted();
+    const fs::path busy = Dir("flux/ποτάμι");
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        const std::string names[] = {"f0", "f1", "f2", "f3", "f4", "f5", "f6", "f7"};
+        for (int i = 0; !stop.load(); ++i)
+            Touch(busy / names[i % 8]);
+    });
+    auto hits = std::make_shared<Hits>();
+    for (int round = 0; round < 30; ++round) {
+        HANDLE a = Track(t, busy, hits, round % 2 == 1, kNames | FILE_NOTIFY_CHANGE_SIZE);
+        HANDLE b = Track(t, dir_ / "flux", hits, true, FILE_NOTIFY_CHANGE_LAST_WRITE);
+        ASSERT_NE(a, INVALID_HANDLE_VALUE);
+        ASSERT_NE(b, INVALID_HANDLE_VALUE);
+        if (round % 3 == 0) {
+            t.AppShuttingDown();
+            EXPECT_FALSE(t.IsRunning());
+            t.AppStarted();
+        }
+        std::this_thread::sleep_for(2ms);
+        if (round % 2)
+            t._StopTrackingAnyChanges();
+        else {
+            t._StopTrackingChangeIn(b);
+            t._StopTrackingChangeIn(a);
+        }
+        EXPECT_FALSE(t.IsRunning());
+        EXPECT_EQ(t.WatchCount(), 0u);
+    }
+    stop = true;
+    writer.join();
+    EXPECT_GT(hits->Count(), 0);
 }
 
 // Folders registered and unregistered from several threads while files change: a folder that

@@ -15,6 +15,7 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -167,22 +168,30 @@ int RunWatch(const Args& args) {
 
 void TourDirectoryTracker() {
     std::cout << "\n== Directory change tracker ==\n";
-#ifdef _WIN32
-    // This build has no folder notifications: the tracker refuses every folder.
-    std::cout << "folder tracking is not available in this build\n";
-#else
-    std::string pattern = (std::filesystem::temp_directory_path() / "tlvutl-tour-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) {
+    // A fresh folder of the tour's own: a name taken by nobody else.
+    std::filesystem::path folder;
+    std::mt19937_64 random{std::random_device{}()};
+    for (int attempt = 0; attempt < 16 && folder.empty(); ++attempt) {
+        const auto candidate = std::filesystem::temp_directory_path() /
+                               ("tlvutl-tour-" + std::to_string(random() % 1000000000));
+        std::error_code error;
+        if (std::filesystem::create_directory(candidate, error))
+            folder = candidate;
+    }
+    if (folder.empty()) {
         std::cout << "no temporary folder to watch\n";
         return;
     }
-    const std::filesystem::path folder = pattern;
+#ifdef _WIN32
+    const std::wstring wide = folder.wstring(); // narrow paths are not UTF-8 there
+#else
+    const std::wstring wide = TlvUtils::FromUtf8(folder.string());
+#endif
     std::mutex m;
     std::condition_variable cv;
     bool called = false;
     auto handle = CDirectoriesChangesTracker::TrackChangeIn(
-        CString(TlvUtils::FromUtf8(folder.string()).c_str()), 1,
-        FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE,
+        CString(wide.c_str()), 1, FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE,
         [&] {
             std::lock_guard<std::mutex> lock(m);
             called = true;
@@ -190,7 +199,7 @@ void TourDirectoryTracker() {
         },
         {});
     CDirectoriesChangesTracker::AppStarted();
-    std::cout << "watching:            " << folder.string() << " (with its sub-folders)\n";
+    std::cout << "watching:            " << TlvUtils::ToUtf8(wide) << " (with its sub-folders)\n";
     const auto start = std::chrono::steady_clock::now();
     std::ofstream(folder / "touched.txt") << "hello";
     bool reported;
@@ -209,7 +218,6 @@ void TourDirectoryTracker() {
     CDirectoriesChangesTracker::AppShuttingDown();
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
-#endif
 }
 
 } // namespace tlvtool
