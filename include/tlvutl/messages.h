@@ -1,9 +1,11 @@
 // Where the library's user-facing messages go: message boxes, beeps, the error and warning
 // reports of the message manager, and debug output.
 //
-// The library draws no UI. By default every message is one clear line on stderr and debug
-// output is silent unless TLV_DEBUG is set. A host routes them into its own toolkit by
-// installing a MessageSink; tests install a CapturingMessageSink and inspect what was said.
+// By default a message box is the system's modal box on Windows (MessageBoxW, returning the
+// button chosen; beeps are MessageBeep) and one clear line on stderr elsewhere, where the
+// library draws no UI. Debug output is silent unless TLV_DEBUG is set. A host routes them into its
+// own toolkit by installing a MessageSink; tests install a CapturingMessageSink and inspect what
+// was said.
 #ifndef TLVUTL_MESSAGES_H
 #define TLVUTL_MESSAGES_H
 
@@ -33,7 +35,9 @@
 namespace TlvUtl {
 
 // Where messages go; a host implements it over its toolkit and installs it with SetMessageSink.
-// Calls may come from any thread.
+// Calls may come from any thread. On Windows windows.h makes MessageBox a macro. The library is
+// built with UNICODE and its CMake target passes UNICODE on to its users, so the member is
+// MessageBoxW on both sides; a host built otherwise defines UNICODE before windows.h.
 class TLVUTL_API MessageSink {
 public:
     virtual ~MessageSink();
@@ -49,9 +53,10 @@ public:
 };
 
 // Installs sink (not owned; it must outlive its use) and returns the previous one. Null
-// restores the default stderr sink.
+// restores the default sink.
 TLVUTL_API MessageSink* SetMessageSink(MessageSink* sink);
-// The sink in use: the installed one, else the default that writes to stderr.
+// The sink in use: the installed one, else the default (the system's box on Windows, stderr
+// elsewhere).
 TLVUTL_API MessageSink& GetMessageSink();
 
 // Records everything it is told; thread-safe.

@@ -19,6 +19,9 @@
 
 #include <cstdint>
 #include <string>
+#ifdef _WIN32
+#include <wtypes.h> // PROPERTYKEY, VARTYPE and the VT_ kinds
+#endif
 #include <utility>
 #include <vector>
 
@@ -77,8 +80,8 @@ inline constexpr PROPERTYKEY PKEY_Photo_DateTaken = {
 inline constexpr PROPERTYKEY PKEY_DateCreated = {
     {0xB725F130, 0x47EF, 0x101A, {0xA5, 0xF1, 0x02, 0x60, 0x8C, 0x9E, 0xEB, 0xAC}}, 15};
 
-// The value kinds, with the platform's VARTYPE numbers.
-#ifndef __wtypes_h__
+// The value kinds, with the platform's VARTYPE numbers (on Windows, the platform's own).
+#ifndef _WIN32
 typedef uint16_t VARTYPE;
 enum : VARTYPE {
     VT_EMPTY = 0,

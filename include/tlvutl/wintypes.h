@@ -177,11 +177,8 @@ typedef struct _SECURITY_ATTRIBUTES {
 } SECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 /* @} */
 #else
-/* The library's IStream is its own (see stream.h): keep COM's out of windows.h. A host that
- * needs COM's includes the COM headers in files that do not use stream.h. */
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
+/* The host's windows.h, whole or lean as the host chooses: the library's interfaces take
+ * the system's COM types (IStream) where they meet them. */
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif

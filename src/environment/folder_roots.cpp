@@ -45,9 +45,10 @@ unsigned Generation() {
     return g_generation.load(std::memory_order_acquire);
 }
 
+// Folders end in the system's separator, as the getters' callers join names on directly.
 std::wstring WithSeparator(std::wstring path) {
-    if (path.empty() || path.back() != L'/')
-        path += L'/';
+    if (path.empty() || (path.back() != L'/' && path.back() != tlv::platform::kPathSeparator))
+        path += tlv::platform::kPathSeparator;
     return path;
 }
 

@@ -1,6 +1,7 @@
 #include <tlvutl/messages.h>
 
 #include "platform/console.h"
+#include "platform/message_box.h"
 
 #include <atomic>
 
@@ -24,9 +25,37 @@ public:
     void ShowWarning(const wchar_t* text) override { MessageBox(nullptr, text, L"Warning", 0); }
 };
 
-ConsoleSink& DefaultSink() {
-    static ConsoleSink sink;
-    return sink;
+// The system's modal box where there is one. Errors and warnings are boxes with the stop and
+// warning icons, as the message manager shows them.
+class SystemBoxSink final : public MessageSink {
+public:
+    int MessageBox(HWND owner, const wchar_t* text, const wchar_t* caption, UINT style) override {
+        const int button =
+            tlv::platform::ShowMessageBox(owner, text ? text : L"", caption ? caption : L"", style);
+        if (button != 0)
+            return button;
+        // No box could be shown (no desktop, say): the message is not lost.
+        return console_.MessageBox(owner, text, caption, style);
+    }
+    void Beep(UINT type) override { tlv::platform::PlayAlert(type); }
+    void ShowError(const wchar_t* text) override {
+        MessageBox(nullptr, text, L"Error", MB_OK | MB_ICONSTOP);
+    }
+    void ShowWarning(const wchar_t* text) override {
+        MessageBox(nullptr, text, L"Warning", MB_OK | MB_ICONWARNING);
+    }
+
+private:
+    ConsoleSink console_;
+};
+
+MessageSink& DefaultSink() {
+    if (tlv::platform::HasSystemMessageBox()) {
+        static SystemBoxSink box;
+        return box;
+    }
+    static ConsoleSink console;
+    return console;
 }
 
 std::atomic<MessageSink*> g_sink{nullptr};

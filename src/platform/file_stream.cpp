@@ -35,7 +35,7 @@ std::unique_ptr<FileStream> FileStream::Open(const std::wstring& path, Mode mode
     return ec ? nullptr : std::unique_ptr<FileStream>(new FileStream(std::move(impl)));
 }
 
-HRESULT FileStream::Read(void* buffer, ULONG size, ULONG* read) {
+HRESULT TLVUTL_STREAM_CALL FileStream::Read(void* buffer, ULONG size, ULONG* read) {
     // A short read from a file is not its end: read on until the count or the end.
     std::size_t total = 0;
     HRESULT result = S_OK;
@@ -57,14 +57,18 @@ HRESULT FileStream::Read(void* buffer, ULONG size, ULONG* read) {
     return result;
 }
 
-HRESULT FileStream::Write(const void* data, ULONG size, ULONG* written) {
+HRESULT TLVUTL_STREAM_CALL FileStream::Write(const void* data, ULONG size, ULONG* written) {
     const std::error_code ec = impl_->file.Write(data, size);
     if (written)
         *written = ec ? 0 : size;
     return ec ? FromError(ec) : S_OK;
 }
 
+#ifdef _WIN32
+HRESULT FileStream::SeekTo(LONGLONG offset, DWORD origin, ULONGLONG* newPosition) {
+#else
 HRESULT FileStream::Seek(LONGLONG offset, DWORD origin, ULONGLONG* newPosition) {
+#endif
     if (origin > STREAM_SEEK_END)
         return E_INVALIDARG;
     std::int64_t at = 0;
@@ -74,6 +78,25 @@ HRESULT FileStream::Seek(LONGLONG offset, DWORD origin, ULONGLONG* newPosition) 
         *newPosition = static_cast<ULONGLONG>(at);
     return S_OK;
 }
+
+#ifdef _WIN32
+// The file seam has no truncation: a file stream keeps its size.
+HRESULT FileStream::Resize(ULONGLONG) {
+    return E_NOTIMPL;
+}
+
+HRESULT FileStream::SizeOf(ULONGLONG* size) {
+    std::int64_t here = 0, end = 0, back = 0;
+    if (const std::error_code ec = impl_->file.Seek(0, 1, here))
+        return FromError(ec);
+    if (const std::error_code ec = impl_->file.Seek(0, 2, end))
+        return FromError(ec);
+    if (const std::error_code ec = impl_->file.Seek(here, 0, back))
+        return FromError(ec);
+    *size = static_cast<ULONGLONG>(end);
+    return S_OK;
+}
+#endif
 
 bool FileStream::Flush() {
     // Writes go straight to the file; there is nothing of the stream's own to push.

@@ -1,6 +1,7 @@
 // The file system on the wide Win32 calls. Paths go to the system as they are (UTF-16);
 // '/' and '\' both separate steps. Failures are Win32 codes in the system category.
 #include "file_system.h"
+#include "thread_slot.h"
 
 #include <tlvutl/encoding.h>
 
@@ -377,8 +378,17 @@ std::error_code WriteFileAtomically(std::wstring_view widePath, std::string_view
         ::SetFileAttributesW(path.c_str(), old & ~DWORD{FILE_ATTRIBUTE_READONLY});
         ::SetFileAttributesW(temp.c_str(), FILE_ATTRIBUTE_READONLY);
     }
-    if (!ec)
+    // While another writer's replacement of the same file is still being completed, the
+    // system refuses a second one (access denied, or a sharing violation while a reader has
+    // it open); that passes within moments, so the rename is tried again for up to a second.
+    for (int attempt = 0; !ec; ++attempt) {
         ec = Rename(temp, path);
+        const DWORD error = ec ? Win32Error(ec) : ERROR_SUCCESS;
+        if (attempt >= 200 || (error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION))
+            break;
+        ec.clear();
+        ::Sleep(attempt < 20 ? 0 : 5);
+    }
     if (ec) {
         ::DeleteFileW(temp.c_str());
         return ec;
@@ -561,13 +571,17 @@ std::error_code File::Close() {
 namespace {
 // The folders whose lock this thread holds, with how many PathLocks share each. A second
 // LockFileEx of the same range through another handle waits even in the same process.
-thread_local std::vector<std::pair<std::string, int>> t_heldFolders;
+std::vector<std::pair<std::string, int>>& HeldFolders() {
+    static PerThread<std::vector<std::pair<std::string, int>>> held;
+    return held.Get();
+}
 } // namespace
 
 PathLock::PathLock(std::wstring_view path) {
     const std::wstring folder = ParentPath(path);
     folder_ = NativePath(folder);
-    for (auto& held : t_heldFolders)
+    auto& heldFolders = HeldFolders();
+    for (auto& held : heldFolders)
         if (held.first == folder_) {
             ++held.second;
             nested_ = true;
@@ -593,16 +607,17 @@ PathLock::PathLock(std::wstring_view path) {
         return;
     }
     handle_ = h;
-    t_heldFolders.emplace_back(folder_, 1);
+    heldFolders.emplace_back(folder_, 1);
 }
 
 PathLock::~PathLock() {
     if (!nested_ && !handle_)
         return;
-    for (auto it = t_heldFolders.begin(); it != t_heldFolders.end(); ++it)
+    auto& heldFolders = HeldFolders();
+    for (auto it = heldFolders.begin(); it != heldFolders.end(); ++it)
         if (it->first == folder_) {
             if (--it->second == 0)
-                t_heldFolders.erase(it);
+                heldFolders.erase(it);
             break;
         }
     if (handle_) {

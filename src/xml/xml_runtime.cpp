@@ -6,6 +6,7 @@
 #include "parser.h"
 
 #include "platform/file_system.h"
+#include "platform/thread_slot.h"
 
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
@@ -26,8 +27,19 @@ namespace {
 
 xmlExternalEntityLoader g_nextLoader = nullptr;
 xsltDocLoaderFunc g_nextDocLoader = nullptr;
-thread_local std::string t_lastError;
-thread_local std::string t_diagnostics;
+// The thread's error texts. Not C++ thread_locals: they have destructors (see
+// platform/thread_slot.h).
+struct ThreadTexts {
+    std::string lastError;
+    std::string diagnostics;
+    // libxml2 hands generic messages over in pieces; they are joined per line.
+    std::string pendingLine;
+};
+
+ThreadTexts& Texts() {
+    static tlv::platform::PerThread<ThreadTexts> texts;
+    return texts.Get();
+}
 
 struct Policy {
     std::vector<std::string> folders; // canonical, each ending in '/'
@@ -38,11 +50,12 @@ thread_local Policy* t_policy = nullptr;
 void Note(std::string message) {
     constexpr std::size_t kMaxDiagnostics = 4096;
     message = TidyXmlMessage(std::move(message));
-    if (message.empty() || t_diagnostics.size() >= kMaxDiagnostics)
+    std::string& diagnostics = Texts().diagnostics;
+    if (message.empty() || diagnostics.size() >= kMaxDiagnostics)
         return;
-    if (!t_diagnostics.empty())
-        t_diagnostics += "; ";
-    t_diagnostics += message;
+    if (!diagnostics.empty())
+        diagnostics += "; ";
+    diagnostics += message;
 }
 
 // The first refusal is kept apart (callers put it first); later ones join the diagnostics.
@@ -53,21 +66,19 @@ void Refuse(const std::string& what) {
         Note(what);
 }
 
-// libxml2 hands generic messages over in pieces; they are joined per line.
-thread_local std::string t_pendingLine;
-
 void GenericSink(void*, const char* format, ...) {
     char text[1024];
     va_list args;
     va_start(args, format);
     std::vsnprintf(text, sizeof text, format, args);
     va_end(args);
-    if (t_pendingLine.size() < 2048)
-        t_pendingLine += text;
-    const std::size_t eol = t_pendingLine.rfind('\n');
+    std::string& pendingLine = Texts().pendingLine;
+    if (pendingLine.size() < 2048)
+        pendingLine += text;
+    const std::size_t eol = pendingLine.rfind('\n');
     if (eol != std::string::npos) {
-        Note(t_pendingLine.substr(0, eol));
-        t_pendingLine.erase(0, eol + 1);
+        Note(pendingLine.substr(0, eol));
+        pendingLine.erase(0, eol + 1);
     }
 }
 
@@ -302,8 +313,9 @@ std::string RefusedLoad() {
 }
 
 std::string TakeDiagnostics() {
-    std::string out = std::move(t_diagnostics);
-    t_diagnostics.clear();
+    std::string& diagnostics = Texts().diagnostics;
+    std::string out = std::move(diagnostics);
+    diagnostics.clear();
     return out;
 }
 
@@ -341,15 +353,15 @@ CString FromXml(const xmlChar* text) {
 }
 
 void SetLastXmlError(std::string message) {
-    t_lastError = std::move(message);
+    Texts().lastError = std::move(message);
 }
 
 void ClearLastXmlError() {
-    t_lastError.clear();
+    Texts().lastError.clear();
 }
 
 const std::string& LastXmlError() {
-    return t_lastError;
+    return Texts().lastError;
 }
 
 CString SystemMessage(HRESULT hr) {

@@ -1,6 +1,7 @@
 // Several processes writing one ini file, and a writer killed in the middle of its work.
 #include <tlvutl/profile.h>
 
+#include "platform_marks.h"
 #include "temp_dir.h"
 #include "unicode_paths.h"
 
@@ -10,18 +11,24 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#ifndef _WIN32
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 namespace {
 
 using namespace TlvUtl::Win32;
 
+#ifndef _WIN32
 std::wstring Key(int writer, int i) {
     return L"w" + std::to_wstring(writer) + L"k" + std::to_wstring(i);
 }
+#endif
 
 TEST(ProfileProcesses, TwoWritersOfDifferentKeysLoseNothing) {
+    TLVUTL_POSIX_ONLY("fork");
+#ifndef _WIN32
     TempDir dir;
     const std::wstring file = (dir / "shared.ini").wstring();
     constexpr int kKeys = 1000;
@@ -47,9 +54,12 @@ TEST(ProfileProcesses, TwoWritersOfDifferentKeysLoseNothing) {
             ASSERT_EQ(GetPrivateProfileIntW(L"Keys", Key(w, i).c_str(), -1, file.c_str()),
                       static_cast<UINT>(i))
                 << "writer " << w << " key " << i;
+#endif
 }
 
 TEST(ProfileProcesses, KilledWriterLeavesTheOldOrTheNewFile) {
+    TLVUTL_POSIX_ONLY("fork and kill");
+#ifndef _WIN32
     TempDir dir;
     const std::wstring file = (dir / "crash.ini").wstring();
     ASSERT_TRUE(WritePrivateProfileStringW(L"Base", L"keep", L"yes", file.c_str()));
@@ -94,8 +104,10 @@ TEST(ProfileProcesses, KilledWriterLeavesTheOldOrTheNewFile) {
     for (const auto& e : std::filesystem::directory_iterator(dir.path()))
         leftovers += e.path().filename().string().rfind("crash.ini.", 0) == 0;
     EXPECT_LE(leftovers, 1);
+#endif
 }
 
+#ifndef _WIN32
 int Temporaries(const TempDir& dir, const std::string& base) {
     int n = 0;
     for (const auto& e : std::filesystem::directory_iterator(dir.path())) {
@@ -104,10 +116,13 @@ int Temporaries(const TempDir& dir, const std::string& base) {
     }
     return n;
 }
+#endif
 
 // Writers killed at random points of their writes, round after round: the temporaries they
 // leave are removed by the next write, which holds the lock no killed writer holds any more.
 TEST(ProfileProcesses, KilledWritersTemporariesGoWithTheNextWrite) {
+    TLVUTL_POSIX_ONLY("fork and kill");
+#ifndef _WIN32
     TempDir dir;
     const std::string base = "кэш-日本.ini";
     const std::wstring file = unicode_paths::Wide((dir / base).string());
@@ -135,11 +150,15 @@ TEST(ProfileProcesses, KilledWritersTemporariesGoWithTheNextWrite) {
     EXPECT_EQ(Temporaries(dir, base), 0) << "after " << seen << " temporaries were seen";
     wchar_t value[8];
     EXPECT_EQ(GetPrivateProfileStringW(L"Base", L"keep", L"", value, 8, file.c_str()), 3u);
+#endif
 }
 
 // What counts as a temporary of the file: its name, a dot and six letters and digits, a
 // regular file. A user's "settings.ini.backup", another file's temporaries and a folder stay.
 TEST(ProfileProcesses, OnlyTheFilesOwnTemporariesAreRemoved) {
+    TLVUTL_POSIX_ONLY(
+        "the library's own ini writer and its temporaries (Windows writes through the system's)");
+#ifndef _WIN32
     TempDir dir;
     const std::wstring file = unicode_paths::Wide((dir / "é.ini").string());
     const std::string stale[] = {"é.ini.Ab3dE9", "é.ini.zzzzz1", "é.ini.aBcDeF"};
@@ -157,6 +176,7 @@ TEST(ProfileProcesses, OnlyTheFilesOwnTemporariesAreRemoved) {
     for (const std::string& name : kept)
         EXPECT_TRUE(std::filesystem::exists(dir / name)) << name;
     EXPECT_TRUE(std::filesystem::is_directory(dir / "é.ini.Zz9Zz9"));
+#endif
 }
 
 } // namespace

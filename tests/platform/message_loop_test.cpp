@@ -2,6 +2,8 @@
 // and stopped timers, late ticks, the descriptor hosts watch, and calls from other threads.
 #include "platform/message_loop.h"
 
+#include "platform_marks.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,7 +14,9 @@
 #include <thread>
 #include <vector>
 
+#ifndef _WIN32
 #include <poll.h>
+#endif
 
 namespace {
 
@@ -43,9 +47,20 @@ std::unique_ptr<MessageLoop> MakeLoop(Recorder& r) {
     return loop;
 }
 
+#ifndef _WIN32
 bool Readable(int fd) {
     pollfd p{fd, POLLIN, 0};
     return poll(&p, 1, 0) == 1;
+}
+#endif
+
+// Something is due: the descriptor is readable where there is one.
+bool Pending(MessageLoop& loop) {
+#ifdef _WIN32
+    return loop.Wait(std::chrono::nanoseconds(0));
+#else
+    return Readable(loop.FileDescriptor());
+#endif
 }
 
 TEST(MessageLoop, DispatchesDueTicksEarliestFirstLikeAModel) {
@@ -72,7 +87,7 @@ TEST(MessageLoop, DispatchesDueTicksEarliestFirstLikeAModel) {
     }
     EXPECT_EQ(loop->TimerCount(), model.size());
     std::this_thread::sleep_for(610ms);
-    EXPECT_TRUE(Readable(loop->FileDescriptor()));
+    EXPECT_TRUE(Pending(*loop));
     const int handled = loop->Dispatch();
     std::vector<std::pair<std::chrono::nanoseconds, std::uint32_t>> expected;
     for (auto [id, deadline] : model)
@@ -114,13 +129,15 @@ TEST(MessageLoop, ALateTimerTicksOnceThenKeepsItsPeriod) {
     std::this_thread::sleep_for(55ms); // five periods missed
     EXPECT_EQ(loop->Dispatch(), 1);
     EXPECT_EQ(loop->Dispatch(), 0);
-    EXPECT_FALSE(Readable(loop->FileDescriptor()));
+    EXPECT_FALSE(Pending(*loop));
     loop->RunFor(25ms);
     ASSERT_GE(r.times.size(), 2u);
     EXPECT_GE(r.times[1] - r.times[0], 9ms); // not a burst of the missed ones
 }
 
 TEST(MessageLoop, DescriptorIsReadableExactlyWhenSomethingIsDue) {
+    TLVUTL_POSIX_ONLY("a pollable descriptor; the Windows loop is a message-only window");
+#ifndef _WIN32
     Recorder r;
     auto loop = MakeLoop(r);
     const int fd = loop->FileDescriptor();
@@ -134,6 +151,7 @@ TEST(MessageLoop, DescriptorIsReadableExactlyWhenSomethingIsDue) {
     loop->KillTimer(1);
     EXPECT_FALSE(loop->Wait(60ms)); // nothing left to wake for
     EXPECT_FALSE(Readable(fd));
+#endif
 }
 
 TEST(MessageLoop, PostedCallsWakeTheLoopAndRunInOrder) {

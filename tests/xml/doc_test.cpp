@@ -327,8 +327,6 @@ TEST(XmlBadInput, TreesBuiltDeeperThanAnyFileFailCleanlyWhereTheyMustBeCopied) {
 
 // Documents are not shared between threads, but each thread may have its own.
 TEST_F(XmlFiles, IndependentDocumentsOnSeveralThreads) {
-    TLVUTL_OPEN_WINDOWS_DEFECT("documents used on several threads at once corrupt the heap now "
-                               "and then with the static libxml2 of the Windows build");
     std::vector<std::thread> threads;
     std::atomic<int> failures{0};
     for (int t = 0; t < 4; ++t)

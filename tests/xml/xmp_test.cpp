@@ -1,6 +1,7 @@
 #include "xml/xmp_chunks.h"
 
 #include "cstring_printer.h"
+#include "platform_marks.h"
 
 #include <tlvutl/encoding.h>
 #include <tlvutl/property_store.h>
@@ -84,9 +85,59 @@ FILETIME Utc(int y, int m, int d, int hh, int mm, int ss, int ms) {
     return FILETIME{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 
+// A path from the library's wide text: wide on Windows, where a narrow path is read in the
+// ANSI code page; the UTF-8 bytes elsewhere.
+fs::path PathOf(const std::wstring& text) {
+#ifdef _WIN32
+    return fs::path(text);
+#else
+    return fs::path(TlvUtils::ToUtf8(text));
+#endif
+}
+
+// The folder the library makes its temporary files in (GetTempPathW reads TMP on Windows).
+#ifdef _WIN32
+constexpr const char* kTempVariable = "TMP";
+#else
+constexpr const char* kTempVariable = "TMPDIR";
+#endif
+
+void SetVariable(const char* name, const std::optional<fs::path>& value) {
+#ifdef _WIN32
+    const std::wstring wide = TlvUtils::FromUtf8(name);
+    ::SetEnvironmentVariableW(wide.c_str(), value ? value->c_str() : nullptr);
+#else
+    if (value)
+        ::setenv(name, value->c_str(), 1);
+    else
+        ::unsetenv(name);
+#endif
+}
+
+std::optional<fs::path> Variable(const char* name) {
+#ifdef _WIN32
+    const std::wstring wide = TlvUtils::FromUtf8(name);
+    wchar_t value[32768];
+    const DWORD n = ::GetEnvironmentVariableW(wide.c_str(), value, 32768);
+    if (n == 0 || n >= 32768)
+        return std::nullopt;
+    return fs::path(std::wstring(value, n));
+#else
+    if (const char* value = std::getenv(name))
+        return fs::path(value);
+    return std::nullopt;
+#endif
+}
+
 // Central European time with its summer-time rule, without relying on installed zone files.
 constexpr const char* kCentralEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
 
+// Tests that set one carry TLVUTL_POSIX_ONLY: Windows keeps one time zone for the system.
+#ifdef _WIN32
+struct ScopedTimeZone {
+    explicit ScopedTimeZone(const char*) {}
+};
+#else
 class ScopedTimeZone {
 public:
     explicit ScopedTimeZone(const char* tz) {
@@ -106,32 +157,30 @@ public:
 private:
     std::optional<std::string> old_;
 };
+#endif
 
 // Every test writes its temporary files into a folder of its own whose name has accents,
 // Cyrillic and CJK, and checks that nothing is left there.
 class Xmp : public ::testing::Test {
 protected:
     fs::path dir;
-    std::optional<std::string> oldTmp;
+    std::optional<fs::path> oldTmp;
     std::shared_ptr<MemoryPropertyStore> store = std::make_shared<MemoryPropertyStore>();
 
     void SetUp() override {
         // UTF-8 bytes: a narrow path holds them as they are.
         dir = fs::temp_directory_path() /
-              ("tlvutl-xmp-Äpfel-Ёлка-画像-" + std::to_string(::getpid()) + "-" +
-               ::testing::UnitTest::GetInstance()->current_test_info()->name());
+              PathOf(TlvUtils::FromUtf8(
+                  "tlvutl-xmp-Äpfel-Ёлка-画像-" + std::to_string(::getpid()) + "-" +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name()));
         fs::remove_all(dir);
         fs::create_directories(dir);
-        if (const char* old = std::getenv("TMPDIR"))
-            oldTmp = old;
-        ::setenv("TMPDIR", dir.c_str(), 1);
+        oldTmp = Variable(kTempVariable);
+        SetVariable(kTempVariable, dir);
     }
     void TearDown() override {
         EXPECT_TRUE(fs::is_empty(dir)) << "a temporary file was left behind";
-        if (oldTmp)
-            ::setenv("TMPDIR", oldTmp->c_str(), 1);
-        else
-            ::unsetenv("TMPDIR");
+        SetVariable(kTempVariable, oldTmp);
         fs::remove_all(dir);
     }
 
@@ -158,6 +207,7 @@ std::string Padding() {
 }
 
 TEST_F(Xmp, FullStoreGivesTheExpectedBytes) {
+    TLVUTL_POSIX_ONLY("a time zone set for the process (TZ)");
     ScopedTimeZone tz(kCentralEurope);
     Set(PKEY_Title, PropVariant::FromString(TlvUtils::FromUtf8("Café «Гавань» 港の朝")));
     Set(PKEY_Comment, PropVariant::FromString(L"First light"));
@@ -229,6 +279,7 @@ TEST_F(Xmp, RatingsAndStars) {
 }
 
 TEST_F(Xmp, CreationDateIsLocalWithTheRuleOfItsDate) {
+    TLVUTL_POSIX_ONLY("a time zone set for the process (TZ)");
     ScopedTimeZone tz(kCentralEurope);
     const struct {
         FILETIME utc;
@@ -258,6 +309,7 @@ TEST_F(Xmp, CreationDateIsLocalWithTheRuleOfItsDate) {
 }
 
 TEST_F(Xmp, DateTakenComesBeforeDateCreated) {
+    TLVUTL_POSIX_ONLY("a time zone set for the process (TZ)");
     ScopedTimeZone tz("UTC0");
     Set(PKEY_DateCreated, PropVariant::FromFileTime(Utc(2020, 1, 2, 3, 4, 5, 6)));
     EXPECT_NE(Build().find("\n2020-01-02T03:04:05.006\n"), std::string::npos);
@@ -268,6 +320,7 @@ TEST_F(Xmp, DateTakenComesBeforeDateCreated) {
 }
 
 TEST_F(Xmp, RatingThenDateFollowTheMainDescription) {
+    TLVUTL_POSIX_ONLY("a time zone set for the process (TZ)");
     ScopedTimeZone tz("UTC0");
     Set(PKEY_Photo_DateTaken, PropVariant::FromFileTime(Utc(2022, 5, 6, 7, 8, 9, 10)));
     Set(PKEY_Rating, PropVariant::FromUInt16(25));
@@ -305,15 +358,17 @@ TEST_F(Xmp, FailuresStopTheBuildAndLeaveNoChunks) {
     EXPECT_EQ(none.GetError(), XMP_ERROR_NO_STORE);
     EXPECT_EQ(none.GetNumberOfChunks(), 0);
 
-    auto failing = std::make_shared<FailingStore>();
-    failing->SetValue(PKEY_Title, PropVariant::FromString(L"kept"));
-    WXmpDoc doc(failing);
-    EXPECT_EQ(doc.CreateFromPropertyStore(), 1);
-    EXPECT_EQ(doc.GetError(), XMP_ERROR_STORE);
-    EXPECT_EQ(doc.GetNumberOfChunks(), 0);
-    EXPECT_EQ(doc.GetDataSize(), 0u);
-    std::vector<char> data;
-    EXPECT_EQ(doc.GetDataToVector(data, 0), -1);
+    {
+        auto failing = std::make_shared<FailingStore>();
+        failing->SetValue(PKEY_Title, PropVariant::FromString(L"kept"));
+        WXmpDoc doc(failing);
+        EXPECT_EQ(doc.CreateFromPropertyStore(), 1);
+        EXPECT_EQ(doc.GetError(), XMP_ERROR_STORE);
+        EXPECT_EQ(doc.GetNumberOfChunks(), 0);
+        EXPECT_EQ(doc.GetDataSize(), 0u);
+        std::vector<char> data;
+        EXPECT_EQ(doc.GetDataToVector(data, 0), -1);
+    } // its temporary file closes: Windows removes no folder with an open file
 
     // The temporary folder is gone: no file, no packet.
     fs::remove_all(dir);
@@ -330,7 +385,7 @@ TEST_F(Xmp, WriterPrimitives) {
     EXPECT_EQ(doc.GetError(), XMP_ERROR_WRITE);
     ASSERT_EQ(XmpDocTestPeer::OpenFile(doc), 0);
     const std::wstring file = XmpDocTestPeer::FileName(doc).str();
-    EXPECT_EQ(fs::path(TlvUtils::ToUtf8(file)).filename().string().rfind("TMP", 0), 0u);
+    EXPECT_EQ(PathOf(file).filename().wstring().rfind(L"TMP", 0), 0u);
 
     XmpDocTestPeer::Push(doc, L"first", L"1");
     XmpDocTestPeer::Push(doc, L"second", L"");
@@ -448,7 +503,7 @@ TEST_F(Xmp, TemporaryFileLivesAsLongAsTheLastCopy) {
     {
         auto doc = std::make_unique<WXmpDoc>(store);
         ASSERT_EQ(doc->CreateFromPropertyStore(), 0);
-        file = fs::path(TlvUtils::ToUtf8(XmpDocTestPeer::FileName(*doc).str()));
+        file = PathOf(XmpDocTestPeer::FileName(*doc).str());
         EXPECT_EQ(file.parent_path(), dir);
         ASSERT_TRUE(fs::exists(file));
         first = Packet(*doc);
@@ -472,13 +527,14 @@ TEST_F(Xmp, TemporaryFileLivesAsLongAsTheLastCopy) {
     // Built twice with nothing shared: the first file goes at once.
     WXmpDoc doc(store);
     ASSERT_EQ(doc.CreateFromPropertyStore(), 0);
-    const fs::path old(TlvUtils::ToUtf8(XmpDocTestPeer::FileName(doc).str()));
+    const fs::path old = PathOf(XmpDocTestPeer::FileName(doc).str());
     ASSERT_EQ(doc.CreateFromPropertyStore(), 0);
     EXPECT_FALSE(fs::exists(old));
     EXPECT_EQ(Packet(doc), first);
 }
 
 TEST_F(Xmp, EntriesThePacketDoesNotCarry) {
+    TLVUTL_POSIX_ONLY("a time zone set for the process (TZ)");
     ScopedTimeZone tz("UTC0");
     const PROPERTYKEY subject = {PKEY_Title.fmtid, 3};
     const PROPERTYKEY people = {{0x12345678, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}}, 100};
