@@ -72,6 +72,14 @@ inline bool IsEqualPropertyKey(REFPROPERTYKEY a, REFPROPERTYKEY b) {
 #endif
 
 // The keys the metadata writers read, with their canonical names.
+#ifdef _WIN32
+// The system's own (propkey.h; uuid.lib holds them), so a host that includes propkey.h before
+// or after this header sees one declaration. DateTaken is missing from some SDKs' propkey.h:
+// it is defined here the way propkey.h defines keys under INITGUID.
+#include <propkey.h>
+EXTERN_C const PROPERTYKEY DECLSPEC_SELECTANY PKEY_Photo_DateTaken = {
+    {0x14B81DA1, 0x0135, 0x4D31, {0x96, 0xD9, 0x6C, 0xBF, 0xC9, 0x67, 0x1A, 0x99}}, 36867};
+#else
 // System.Title: the document's title (string).
 inline constexpr PROPERTYKEY PKEY_Title = {
     {0xF29F85E0, 0x4FF9, 0x1068, {0xAB, 0x91, 0x08, 0x00, 0x2B, 0x27, 0xB3, 0xD9}}, 2};
@@ -96,6 +104,7 @@ inline constexpr PROPERTYKEY PKEY_Photo_DateTaken = {
 // System.DateCreated: when the document was created (file time).
 inline constexpr PROPERTYKEY PKEY_DateCreated = {
     {0xB725F130, 0x47EF, 0x101A, {0xA5, 0xF1, 0x02, 0x60, 0x8C, 0x9E, 0xEB, 0xAC}}, 15};
+#endif
 
 // The value kinds, with the platform's VARTYPE numbers (on Windows, the platform's own).
 #ifndef _WIN32

@@ -13,6 +13,7 @@
 #endif
 #include <windows.h>
 
+#include <propkey.h>
 #include <propsys.h>
 #include <propvarutil.h>
 #include <shobjidl.h>
