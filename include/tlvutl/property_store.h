@@ -7,10 +7,24 @@
 // To... conversions follow the platform's PropVariantTo... helpers: a scalar string reads as a
 // one-item vector, integers convert when they fit, anything else is E_INVALIDARG.
 //
-// IPropertyStore keeps the platform interface's calls and results (an absent key reads as an
-// empty value with S_OK) without its reference counting: stores are shared through
-// std::shared_ptr. MemoryPropertyStore keeps its entries in the order they were first set;
-// setting an empty value removes the key. Stores are not thread-safe.
+// On Windows IPropertyStore is COM's own (propsys.h), so a store the system hands out
+// (SHGetPropertyStoreFromParsingName, PSCreateMemoryPropertyStore, a handler's) can be given
+// to WXmpDoc through SharePropertyStore, and a MemoryPropertyStore can be given to COM.
+// PropVariant is then a PROPVARIANT (it derives from it and adds no data): &value passes as a
+// PROPVARIANT*, value as a REFPROPVARIANT, copies go through PropVariantCopy and the destructor
+// clears. COM's GetValue overwrites its PROPVARIANT without clearing it, so pass an empty
+// PropVariant (or assign PropVariant() first). On Windows the To... conversions also read
+// VT_BSTR as a string and the 8-bit and 64-bit integer kinds. MemoryPropertyStore answers
+// QueryInterface for IUnknown and IPropertyStore; AddRef/Release keep a count that starts at 1
+// for the creator, but Release never deletes: whoever creates the store owns and deletes it.
+//
+// Elsewhere IPropertyStore is a class of the library's with the platform interface's calls and
+// results (an absent key reads as an empty value with S_OK) without its reference counting:
+// stores are shared through std::shared_ptr. PROPVARIANT and REFPROPVARIANT name PropVariant
+// there, so a host's own store, written with COM's parameter types, builds on both systems.
+//
+// MemoryPropertyStore keeps its entries in the order they were first set; setting an empty
+// value removes the key. Stores are not thread-safe.
 #ifndef TLVUTL_PROPERTY_STORE_H
 #define TLVUTL_PROPERTY_STORE_H
 
@@ -19,11 +33,14 @@
 
 #include <cstdint>
 #include <string>
-#ifdef _WIN32
-#include <wtypes.h> // PROPERTYKEY, VARTYPE and the VT_ kinds
-#endif
 #include <utility>
 #include <vector>
+#ifdef _WIN32
+#include <propsys.h> // IPropertyStore, PROPVARIANT, PROPERTYKEY, VARTYPE and the VT_ kinds
+
+#include <atomic>
+#include <memory>
+#endif
 
 // The platform's own definitions win where its COM headers came first (the same layout).
 #ifndef PROPERTYKEY_DEFINED
@@ -55,6 +72,14 @@ inline bool IsEqualPropertyKey(REFPROPERTYKEY a, REFPROPERTYKEY b) {
 #endif
 
 // The keys the metadata writers read, with their canonical names.
+#ifdef _WIN32
+// The system's own (propkey.h; uuid.lib holds them), so a host that includes propkey.h before
+// or after this header sees one declaration. DateTaken is missing from some SDKs' propkey.h:
+// it is defined here the way propkey.h defines keys under INITGUID.
+#include <propkey.h>
+EXTERN_C const PROPERTYKEY DECLSPEC_SELECTANY PKEY_Photo_DateTaken = {
+    {0x14B81DA1, 0x0135, 0x4D31, {0x96, 0xD9, 0x6C, 0xBF, 0xC9, 0x67, 0x1A, 0x99}}, 36867};
+#else
 // System.Title: the document's title (string).
 inline constexpr PROPERTYKEY PKEY_Title = {
     {0xF29F85E0, 0x4FF9, 0x1068, {0xAB, 0x91, 0x08, 0x00, 0x2B, 0x27, 0xB3, 0xD9}}, 2};
@@ -79,6 +104,7 @@ inline constexpr PROPERTYKEY PKEY_Photo_DateTaken = {
 // System.DateCreated: when the document was created (file time).
 inline constexpr PROPERTYKEY PKEY_DateCreated = {
     {0xB725F130, 0x47EF, 0x101A, {0xA5, 0xF1, 0x02, 0x60, 0x8C, 0x9E, 0xEB, 0xAC}}, 15};
+#endif
 
 // The value kinds, with the platform's VARTYPE numbers (on Windows, the platform's own).
 #ifndef _WIN32
@@ -95,6 +121,97 @@ enum : VARTYPE {
 };
 #endif
 
+#ifdef _WIN32
+// One property value, a PROPVARIANT owned by this object: empty, a string, a vector of
+// strings, an integer or a file time. Copies are deep (PropVariantCopy); the destructor clears.
+class TLVUTL_API PropVariant : public PROPVARIANT {
+public:
+    PropVariant() noexcept;
+    // A deep copy of any PROPVARIANT (empty when PropVariantCopy fails).
+    PropVariant(const PROPVARIANT& other);
+    PropVariant(const PropVariant& other) : PropVariant(static_cast<const PROPVARIANT&>(other)) {}
+    // Takes the value; other is left empty.
+    PropVariant(PropVariant&& other) noexcept;
+    PropVariant& operator=(const PropVariant& other);
+    PropVariant& operator=(PropVariant&& other) noexcept;
+    ~PropVariant();
+
+    // A value of the kind the factory names (VT_LPWSTR, VT_VECTOR | VT_LPWSTR, VT_I2, VT_UI2,
+    // VT_I4, VT_UI4, VT_FILETIME); the strings are copied into COM task memory.
+    // @{
+    static PropVariant FromString(std::wstring text);
+    static PropVariant FromStringVector(std::vector<std::wstring> items);
+    static PropVariant FromInt16(int16_t value);
+    static PropVariant FromUInt16(uint16_t value);
+    static PropVariant FromInt32(int32_t value);
+    static PropVariant FromUInt32(uint32_t value);
+    static PropVariant FromFileTime(FILETIME time);
+    // @}
+
+    // The PROPVARIANT's kind.
+    VARTYPE Type() const { return vt; }
+    // True for VT_EMPTY.
+    bool IsEmpty() const { return vt == VT_EMPTY; }
+    // Clears the value (PropVariantClear), leaving VT_EMPTY.
+    void Clear();
+
+    // The conversions of the other systems; see the top of this file for the extra kinds.
+    // @{
+    HRESULT ToString(std::wstring& text) const;
+    HRESULT ToStringVector(std::vector<std::wstring>& items) const;
+    HRESULT ToInt16(int16_t& value) const;
+    HRESULT ToInt64(int64_t& value) const;
+    HRESULT ToFileTime(FILETIME& time) const;
+    // @}
+
+    // Equal when of the same kind with the same value (for the kinds above; other kinds compare
+    // by kind only).
+    bool operator==(const PropVariant& other) const;
+};
+
+// A store in memory, and a COM object: the keys in the order they were first set.
+class TLVUTL_API MemoryPropertyStore : public IPropertyStore {
+public:
+    MemoryPropertyStore() = default;
+    // A copy has the same entries and starts its own count.
+    MemoryPropertyStore(const MemoryPropertyStore& other)
+        : IPropertyStore(), entries_(other.entries_) {}
+    MemoryPropertyStore& operator=(const MemoryPropertyStore& other) {
+        entries_ = other.entries_;
+        return *this;
+    }
+    // Deleted by the creator, never by Release.
+    virtual ~MemoryPropertyStore();
+
+    // IUnknown and IPropertyStore; the count starts at 1 and never deletes.
+    // @{
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+    // @}
+
+    // IPropertyStore's calls over the entries in memory; GetValue copies the value out with
+    // PropVariantCopy, SetValue copies it in.
+    // @{
+    HRESULT STDMETHODCALLTYPE GetCount(DWORD* count) override;
+    HRESULT STDMETHODCALLTYPE GetAt(DWORD index, PROPERTYKEY* key) override;
+    HRESULT STDMETHODCALLTYPE GetValue(REFPROPERTYKEY key, PROPVARIANT* value) override;
+    HRESULT STDMETHODCALLTYPE SetValue(REFPROPERTYKEY key, REFPROPVARIANT value) override;
+    // @}
+    // Nothing to write back: S_OK.
+    HRESULT STDMETHODCALLTYPE Commit() override;
+
+private:
+    std::atomic<ULONG> references_{1};
+    std::vector<std::pair<PROPERTYKEY, PropVariant>> entries_;
+};
+
+namespace TlvUtils {
+// Shares a COM store (the system's or a host's) for WXmpDoc: takes a reference (AddRef) that
+// the last copy of the result gives back (Release). Null for null.
+TLVUTL_API std::shared_ptr<IPropertyStore> SharePropertyStore(IPropertyStore* store);
+} // namespace TlvUtils
+#else
 // One property value: empty, a string, a vector of strings, a 16- or 32-bit integer (signed or not)
 // or a file time. A plain value type.
 class TLVUTL_API PropVariant {
@@ -138,6 +255,13 @@ private:
     std::vector<std::wstring> items_;
 };
 
+// The names COM's interface gives the value parameters, so a host's store builds on both systems.
+typedef PropVariant PROPVARIANT;
+#ifndef REFPROPVARIANT
+// How values are passed to SetValue: by const reference.
+#define REFPROPVARIANT const PROPVARIANT&
+#endif
+
 // A store of keyed property values, with the calls and results of the platform's interface (without
 // reference counting). Hosts implement it, or use MemoryPropertyStore.
 class TLVUTL_API IPropertyStore {
@@ -171,5 +295,7 @@ public:
 private:
     std::vector<std::pair<PROPERTYKEY, PropVariant>> entries_;
 };
+
+#endif // _WIN32
 
 #endif

@@ -347,7 +347,7 @@ TEST_F(Xmp, DateWithoutLocalTimeFailsWithoutChunks) {
 class FailingStore : public MemoryPropertyStore {
 public:
     PROPERTYKEY failOn = PKEY_Keywords;
-    HRESULT GetValue(REFPROPERTYKEY key, PropVariant* value) override {
+    HRESULT GetValue(REFPROPERTYKEY key, PROPVARIANT* value) override {
         return IsEqualPropertyKey(key, failOn) ? E_FAIL : MemoryPropertyStore::GetValue(key, value);
     }
 };

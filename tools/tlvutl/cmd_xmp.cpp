@@ -49,7 +49,8 @@ std::wstring EscapeMarkup(const std::wstring& text) {
 // packet is already markup-safe.
 class EscapingStore : public MemoryPropertyStore {
 public:
-    HRESULT SetValue(REFPROPERTYKEY key, const PropVariant& value) override {
+    HRESULT SetValue(REFPROPERTYKEY key, REFPROPVARIANT in) override {
+        const PropVariant value(in); // COM hands a plain PROPVARIANT on Windows
         std::wstring text;
         std::vector<std::wstring> items;
         if (value.Type() == VT_LPWSTR && SUCCEEDED(value.ToString(text)))
