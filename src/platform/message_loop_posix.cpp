@@ -8,7 +8,7 @@
 // ten thousand timers do not need ten thousand descriptors (the usual limit is 1,024).
 // The deadlines themselves are a TimerSchedule, shared with the Windows loop.
 #include "message_loop.h"
-#include "timer_schedule.h"
+#include "message_loop_state.h"
 
 #include <algorithm>
 #include <atomic>
@@ -64,27 +64,16 @@ nanoseconds MonotonicNow() {
     return nanoseconds(NowNs());
 }
 
-struct MessageLoop::State {
-    TimerHandler handler = nullptr;
-    void* context = nullptr;
+namespace {
+
+struct PosixLoopState final : MessageLoop::State {
     int epoll = -1;
     int timer = -1;
     int wake = -1;
-
-    TimerSchedule schedule;
     std::int64_t armed = 0; // the timerfd's deadline; 0 while disarmed
     bool expired = false;   // the timerfd may be readable: setting it again clears that
-    bool quit = false;
 
-    // Guards tasks, the one thing other threads touch, and the eventfd's count: writing
-    // and draining under one lock means a drain never misses a write still on its way.
-    std::mutex lock;
-    std::vector<Task> tasks;
-    // True from a Post until the loop takes the calls. Read unlocked first, so that a tick
-    // with no call waiting costs neither the lock nor a read of the eventfd.
-    std::atomic<bool> posted{false};
-
-    ~State() {
+    ~PosixLoopState() override {
         CloseFd(epoll);
         CloseFd(timer);
         CloseFd(wake);
@@ -93,7 +82,7 @@ struct MessageLoop::State {
     // Points the timerfd at the earliest live deadline (or disarms it), when that changed
     // or when it has expired. Setting it resets its expiration count, which is how an
     // expiry is consumed without reading it: one system call per tick.
-    void Arm() {
+    void Arm() override {
         const std::int64_t want = schedule.NextDeadline();
         if (want == armed && !expired)
             return;
@@ -105,14 +94,37 @@ struct MessageLoop::State {
             expired = false;
         }
     }
+
+    void Disarm() override {
+        itimerspec off{};
+        timerfd_settime(timer, 0, &off, nullptr);
+        armed = 0;
+        expired = false;
+    }
+
+    void NoteDue(std::int64_t now) override {
+        if (armed != 0 && armed <= now) {
+            armed = 0; // an expired absolute timerfd stays disarmed until it is set again
+            expired = true;
+        }
+    }
+
+    // The eventfd's count: written by the first Post, drained when the calls are taken.
+    void RaiseWake() override {
+        const std::uint64_t one = 1;
+        ssize_t n;
+        do {
+            n = ::write(wake, &one, sizeof one);
+        } while (n < 0 && errno == EINTR);
+    }
+    void TakeWake() override { Drain(wake); }
 };
 
-MessageLoop::MessageLoop(std::unique_ptr<State> state) : state_(std::move(state)) {}
-MessageLoop::~MessageLoop() = default;
+} // namespace
 
 std::unique_ptr<MessageLoop> MessageLoop::Create(TimerHandler handler, void* context,
                                                  std::error_code& error) {
-    auto state = std::make_unique<State>();
+    auto state = std::make_unique<PosixLoopState>();
     state->handler = handler;
     state->context = context;
     state->epoll = epoll_create1(EPOLL_CLOEXEC);
@@ -135,66 +147,8 @@ std::unique_ptr<MessageLoop> MessageLoop::Create(TimerHandler handler, void* con
     return std::unique_ptr<MessageLoop>(new MessageLoop(std::move(state)));
 }
 
-void MessageLoop::SetTimer(std::uint32_t id, nanoseconds interval) {
-    if (closed_)
-        return;
-    State& s = *state_;
-    const std::int64_t ns = std::max<std::int64_t>(interval.count(), 1000000);
-    s.schedule.Set(id, ns, NowNs());
-    s.Arm();
-}
-
-bool MessageLoop::KillTimer(std::uint32_t id) {
-    // The heap entry goes stale; re-arming drops it when it was the earliest, so the
-    // descriptor does not wake a host's loop for nothing.
-    if (!state_->schedule.Kill(id))
-        return false;
-    if (!closed_)
-        state_->Arm();
-    return true;
-}
-
-std::size_t MessageLoop::TimerCount() const {
-    return state_->schedule.Count();
-}
-
-int MessageLoop::Dispatch() {
-    State& s = *state_;
-    int handled = 0;
-    if (s.posted.load()) {
-        std::vector<Task> tasks;
-        {
-            std::lock_guard<std::mutex> guard(s.lock);
-            Drain(s.wake);
-            tasks.swap(s.tasks);
-            s.posted.store(false);
-        }
-        for (Task& task : tasks) {
-            task();
-            ++handled;
-        }
-    }
-
-    const std::int64_t now = NowNs();
-    if (s.armed != 0 && s.armed <= now) {
-        s.armed = 0; // an expired absolute timerfd stays disarmed until it is set again
-        s.expired = true;
-    }
-    // Each tick is rescheduled before its handler runs, so a handler may stop, restart or
-    // add timers, or dispatch again from a nested loop. A rescheduled deadline lies in the
-    // future, so this ends.
-    std::uint32_t id = 0;
-    while (!closed_ && s.schedule.TakeDue(now, id)) {
-        s.handler(s.context, id);
-        ++handled;
-    }
-    if (!closed_)
-        s.Arm();
-    return handled;
-}
-
 bool MessageLoop::Wait(nanoseconds timeout) {
-    pollfd p{state_->epoll, POLLIN, 0};
+    pollfd p{static_cast<PosixLoopState&>(*state_).epoll, POLLIN, 0};
     timespec ts{};
     const timespec* limit = nullptr;
     if (timeout != nanoseconds::max()) {
@@ -205,63 +159,8 @@ bool MessageLoop::Wait(nanoseconds timeout) {
     return n != 0; // an interruption counts as a wake-up: dispatching finds nothing
 }
 
-void MessageLoop::Run() {
-    State& s = *state_;
-    const bool outer = s.quit;
-    s.quit = false;
-    while (!s.quit && !closed_) {
-        Wait(nanoseconds::max());
-        Dispatch();
-    }
-    s.quit = outer;
-}
-
-void MessageLoop::RunFor(nanoseconds duration) {
-    State& s = *state_;
-    const std::int64_t end = NowNs() + duration.count();
-    const bool outer = s.quit;
-    s.quit = false;
-    for (;;) {
-        Dispatch();
-        const std::int64_t left = end - NowNs();
-        if (s.quit || closed_ || left <= 0)
-            break;
-        Wait(nanoseconds(left));
-    }
-    s.quit = outer;
-}
-
-void MessageLoop::Close() {
-    State& s = *state_;
-    closed_ = true;
-    s.schedule.Clear();
-    itimerspec off{};
-    timerfd_settime(s.timer, 0, &off, nullptr);
-    s.armed = 0;
-    s.expired = false;
-}
-
-void MessageLoop::Post(Task task) {
-    State& s = *state_;
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.tasks.push_back(std::move(task));
-    if (s.posted.load())
-        return; // the loop has been woken and has not taken the calls yet
-    s.posted.store(true);
-    const std::uint64_t one = 1;
-    ssize_t n;
-    do {
-        n = ::write(s.wake, &one, sizeof one);
-    } while (n < 0 && errno == EINTR);
-}
-
-void MessageLoop::Quit() {
-    State* s = state_.get();
-    Post([s] { s->quit = true; });
-}
-
 int MessageLoop::FileDescriptor() const {
-    return state_->epoll;
+    return static_cast<const PosixLoopState&>(*state_).epoll;
 }
 
 } // namespace tlv::platform

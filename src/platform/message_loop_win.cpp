@@ -3,7 +3,7 @@
 // earliest deadline, so a tick costs the same with one timer or thousands and no process
 // runs out of window timers. Other threads queue calls and post a message to wake the loop.
 #include "message_loop.h"
-#include "timer_schedule.h"
+#include "message_loop_state.h"
 
 #include <windows.h>
 
@@ -60,28 +60,20 @@ nanoseconds MonotonicNow() {
     return nanoseconds(NowNs());
 }
 
-struct MessageLoop::State {
-    TimerHandler handler = nullptr;
-    void* context = nullptr;
+namespace {
+
+struct WindowLoopState final : MessageLoop::State {
     HWND window = nullptr;
-
-    TimerSchedule schedule;
-
     std::int64_t armed = 0; // the deadline the window timer is set for; 0 while unset
-    bool quit = false;
 
-    std::mutex lock;
-    std::vector<Task> tasks;
-    std::atomic<bool> posted{false};
-
-    ~State() {
+    ~WindowLoopState() override {
         if (window)
             ::DestroyWindow(window);
     }
 
     // Sets the window timer to the earliest live deadline, or kills it. Window timers count
     // whole milliseconds and are late rather than early, so the wait rounds up.
-    void Arm() {
+    void Arm() override {
         const std::int64_t want = schedule.NextDeadline();
         if (want == armed)
             return;
@@ -98,6 +90,19 @@ struct MessageLoop::State {
         ::SetTimer(window, kWakeTimer, ms, nullptr);
     }
 
+    void Disarm() override {
+        ::KillTimer(window, kWakeTimer);
+        armed = 0;
+    }
+
+    void NoteDue(std::int64_t now) override {
+        if (armed != 0 && armed <= now)
+            armed = -1; // due: the next Arm sets the window timer again
+    }
+
+    // The window's own message; the loop looks at its queue after every message.
+    void RaiseWake() override { ::PostMessageW(window, kWakeMessage, 0, 0); }
+
     // Takes every message of the thread from the queue; the window's own only wake the loop,
     // others go to their windows as a thread's message loop would send them.
     void Pump() {
@@ -113,12 +118,11 @@ struct MessageLoop::State {
     }
 };
 
-MessageLoop::MessageLoop(std::unique_ptr<State> state) : state_(std::move(state)) {}
-MessageLoop::~MessageLoop() = default;
+} // namespace
 
 std::unique_ptr<MessageLoop> MessageLoop::Create(TimerHandler handler, void* context,
                                                  std::error_code& error) {
-    auto state = std::make_unique<State>();
+    auto state = std::make_unique<WindowLoopState>();
     state->handler = handler;
     state->context = context;
     state->window = ::CreateWindowExW(0, WindowClass(), L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
@@ -131,57 +135,8 @@ std::unique_ptr<MessageLoop> MessageLoop::Create(TimerHandler handler, void* con
     return std::unique_ptr<MessageLoop>(new MessageLoop(std::move(state)));
 }
 
-void MessageLoop::SetTimer(std::uint32_t id, nanoseconds interval) {
-    if (closed_)
-        return;
-    State& s = *state_;
-    const std::int64_t ns = std::max<std::int64_t>(interval.count(), 1000000);
-    s.schedule.Set(id, ns, NowNs());
-    s.Arm();
-}
-
-bool MessageLoop::KillTimer(std::uint32_t id) {
-    if (!state_->schedule.Kill(id))
-        return false;
-    if (!closed_)
-        state_->Arm();
-    return true;
-}
-
-std::size_t MessageLoop::TimerCount() const {
-    return state_->schedule.Count();
-}
-
-int MessageLoop::Dispatch() {
-    State& s = *state_;
-    int handled = 0;
-    if (s.posted.load()) {
-        std::vector<Task> tasks;
-        {
-            std::lock_guard<std::mutex> guard(s.lock);
-            tasks.swap(s.tasks);
-            s.posted.store(false);
-        }
-        for (Task& task : tasks) {
-            task();
-            ++handled;
-        }
-    }
-    const std::int64_t now = NowNs();
-    if (s.armed != 0 && s.armed <= now)
-        s.armed = -1; // due: the next Arm sets the window timer again
-    std::uint32_t id = 0;
-    while (!closed_ && s.schedule.TakeDue(now, id)) {
-        s.handler(s.context, id);
-        ++handled;
-    }
-    if (!closed_)
-        s.Arm();
-    return handled;
-}
-
 bool MessageLoop::Wait(nanoseconds timeout) {
-    State& s = *state_;
+    auto& s = static_cast<WindowLoopState&>(*state_);
     s.Pump();
     const auto due = [&] {
         const std::int64_t next = s.schedule.NextDeadline();
@@ -213,55 +168,6 @@ bool MessageLoop::Wait(nanoseconds timeout) {
         if (due())
             return true;
     }
-}
-
-void MessageLoop::Run() {
-    State& s = *state_;
-    const bool outer = s.quit;
-    s.quit = false;
-    while (!s.quit && !closed_) {
-        Wait(nanoseconds::max());
-        Dispatch();
-    }
-    s.quit = outer;
-}
-
-void MessageLoop::RunFor(nanoseconds duration) {
-    State& s = *state_;
-    const std::int64_t end = NowNs() + duration.count();
-    const bool outer = s.quit;
-    s.quit = false;
-    for (;;) {
-        Dispatch();
-        const std::int64_t left = end - NowNs();
-        if (s.quit || closed_ || left <= 0)
-            break;
-        Wait(nanoseconds(left));
-    }
-    s.quit = outer;
-}
-
-void MessageLoop::Close() {
-    State& s = *state_;
-    closed_ = true;
-    s.schedule.Clear();
-    ::KillTimer(s.window, kWakeTimer);
-    s.armed = 0;
-}
-
-void MessageLoop::Post(Task task) {
-    State& s = *state_;
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.tasks.push_back(std::move(task));
-    if (s.posted.load())
-        return;
-    s.posted.store(true);
-    ::PostMessageW(s.window, kWakeMessage, 0, 0);
-}
-
-void MessageLoop::Quit() {
-    State* s = state_.get();
-    Post([s] { s->quit = true; });
 }
 
 // Windows hosts pump the thread's messages instead: there is no descriptor to watch.
