@@ -1,7 +1,22 @@
 // The file-system operations built on the others, the same on every platform.
 #include "file_system.h"
 
+#include <tlvutl/encoding.h>
+
 namespace tlv::platform {
+
+// Paths reach the system as their WTF-8 bytes on every platform's byte-path calls.
+std::string NativePath(std::wstring_view path) {
+    return TlvUtils::ToWtf8(path);
+}
+
+std::wstring WidePath(std::string_view native) {
+    return TlvUtils::FromWtf8(native);
+}
+
+File::~File() {
+    Close();
+}
 
 bool SameFile(std::wstring_view a, std::wstring_view b) {
     FileInfo x, y;

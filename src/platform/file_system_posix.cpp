@@ -1,4 +1,5 @@
 #include "file_system.h"
+#include "temporary_name.h"
 
 #include <tlvutl/encoding.h>
 
@@ -6,7 +7,6 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
-#include <random>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -80,14 +80,8 @@ std::string NativeParent(const std::string& path) {
 // Creates path + "." + six random letters and digits with O_EXCL, so the kernel applies the
 // process's umask to 0666 and no other writer can share the name.
 int CreateSibling(const std::string& path, std::string& name) {
-    static constexpr char kAlphabet[] =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-    static thread_local std::mt19937_64 random{std::random_device{}() ^
-                                               static_cast<std::uint64_t>(::getpid())};
     for (int attempt = 0; attempt < 100; ++attempt) {
-        name = path + '.';
-        for (int i = 0; i < 6; ++i)
-            name += kAlphabet[random() % (sizeof kAlphabet - 1)];
+        name = path + '.' + TemporarySuffix<char>(static_cast<std::uint64_t>(::getpid()));
         const int fd = Retry(
             [&] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
         if (fd >= 0 || errno != EEXIST)
@@ -100,14 +94,6 @@ int CreateSibling(const std::string& path, std::string& name) {
 } // namespace
 
 // ---- Paths -------------------------------------------------------------------------------
-
-std::string NativePath(std::wstring_view path) {
-    return TlvUtils::ToWtf8(path);
-}
-
-std::wstring WidePath(std::string_view native) {
-    return TlvUtils::FromWtf8(native);
-}
 
 std::wstring JoinPath(std::wstring_view base, std::wstring_view sub) {
     std::wstring joined(base);
@@ -387,18 +373,7 @@ int RemoveStaleTemporaries(std::wstring_view widePath) {
     int removed = 0;
     while (const dirent* e = ::readdir(dir)) {
         const std::string_view name(e->d_name);
-        if (name.size() != base.size() + 7 || name.compare(0, base.size(), base) != 0 ||
-            name[base.size()] != '.')
-            continue;
-        const std::string_view tail = name.substr(base.size() + 1);
-        bool alnum = true, lower = false, upper = false, digit = false;
-        for (char c : tail) {
-            lower |= c >= 'a' && c <= 'z';
-            upper |= c >= 'A' && c <= 'Z';
-            digit |= c >= '0' && c <= '9';
-            alnum &= (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-        }
-        if (!alnum || (!digit && lower != upper))
+        if (!IsTemporaryName<char>(base, name))
             continue;
         struct stat st {};
         if (::fstatat(dirFd, e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode))
@@ -428,10 +403,6 @@ std::error_code CreateTempFile(std::string_view prefix, std::string_view suffix,
 }
 
 // ---- File --------------------------------------------------------------------------------
-
-File::~File() {
-    Close();
-}
 
 File::File(File&& other) noexcept : fd_(other.fd_) {
     other.fd_ = -1;

@@ -1,6 +1,7 @@
 // The file system on the wide Win32 calls. Paths go to the system as they are (UTF-16);
 // '/' and '\' both separate steps. Failures are Win32 codes in the system category.
 #include "file_system.h"
+#include "temporary_name.h"
 #include "thread_slot.h"
 
 #include <tlvutl/encoding.h>
@@ -9,7 +10,6 @@
 
 #include <cerrno>
 #include <cwctype>
-#include <random>
 #include <utility>
 #include <vector>
 
@@ -66,28 +66,9 @@ FileKind KindOfAttributes(DWORD attributes) {
     return (attributes & FILE_ATTRIBUTE_DIRECTORY) ? FileKind::kDirectory : FileKind::kFile;
 }
 
-std::wstring RandomPart() {
-    static constexpr wchar_t kAlphabet[] =
-        L"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-    static thread_local std::mt19937_64 random{std::random_device{}() ^
-                                               static_cast<std::uint64_t>(::GetCurrentProcessId())};
-    std::wstring s;
-    for (int i = 0; i < 6; ++i)
-        s += kAlphabet[random() % (sizeof kAlphabet / sizeof kAlphabet[0] - 1)];
-    return s;
-}
-
 } // namespace
 
 // ---- Paths -------------------------------------------------------------------------------
-
-std::string NativePath(std::wstring_view path) {
-    return TlvUtils::ToWtf8(path);
-}
-
-std::wstring WidePath(std::string_view native) {
-    return TlvUtils::FromWtf8(native);
-}
 
 std::wstring JoinPath(std::wstring_view base, std::wstring_view sub) {
     std::wstring joined(base);
@@ -360,7 +341,7 @@ std::error_code WriteFileAtomically(std::wstring_view widePath, std::string_view
     File f;
     std::error_code ec;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        temp = path + L'.' + RandomPart();
+        temp = path + L'.' + TemporarySuffix<wchar_t>(::GetCurrentProcessId());
         ec = f.Open(temp, File::Mode::kCreateNew);
         if (!ec || Win32Error(ec) != ERROR_FILE_EXISTS)
             break;
@@ -413,19 +394,7 @@ int RemoveStaleTemporaries(std::wstring_view widePath) {
     do {
         const std::wstring_view name(found.cFileName);
         // The system matches case-insensitively and "?" may match nothing at the end.
-        if (name.size() != base.size() + 7 || name.compare(0, base.size(), base) != 0 ||
-            name[base.size()] != L'.')
-            continue;
-        const std::wstring_view tail = name.substr(base.size() + 1);
-        bool alnum = true, lower = false, upper = false, digit = false;
-        for (wchar_t c : tail) {
-            lower |= c >= L'a' && c <= L'z';
-            upper |= c >= L'A' && c <= L'Z';
-            digit |= c >= L'0' && c <= L'9';
-            alnum &=
-                (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || (c >= L'0' && c <= L'9');
-        }
-        if (!alnum || (!digit && lower != upper))
+        if (!IsTemporaryName<wchar_t>(base, name))
             continue;
         if (found.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT))
             continue;
@@ -447,7 +416,7 @@ std::error_code CreateTempFile(std::string_view prefix, std::string_view suffix,
     const std::wstring tail = TlvUtils::FromUtf8(suffix);
     std::error_code ec;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        const std::wstring name = base + RandomPart() + tail;
+        const std::wstring name = base + TemporarySuffix<wchar_t>(::GetCurrentProcessId()) + tail;
         File f;
         ec = f.Open(name, File::Mode::kCreateNew);
         if (!ec) {
@@ -461,10 +430,6 @@ std::error_code CreateTempFile(std::string_view prefix, std::string_view suffix,
 }
 
 // ---- File --------------------------------------------------------------------------------
-
-File::~File() {
-    Close();
-}
 
 File::File(File&& other) noexcept : fd_(other.fd_) {
     other.fd_ = kNoFile;
