@@ -183,3 +183,20 @@ void SetLastError(DWORD error) {
 
 } // namespace Win32
 } // namespace TlvUtl
+
+namespace tlv::platform {
+
+TlvUtl::LocaleSettings CLocaleSettings() {
+    TlvUtl::LocaleSettings c;
+    c.name = L"C";
+    c.decimalSeparator = L".";
+    c.thousandSeparator = L",";
+    c.listSeparator = L",";
+    c.negativeSign = L"-";
+    c.grouping = L"3;0";
+    c.measure = 1;
+    c.geoId = 244; // the United States
+    return c;
+}
+
+} // namespace tlv::platform

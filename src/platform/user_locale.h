@@ -18,6 +18,9 @@ std::wstring UserMessagesLocaleName();
 // Reads a named locale's numeric conventions, measurement system and territory; Windows
 // defaults fill what the system does not keep. False when the locale is not installed.
 bool ReadLocale(const std::wstring& name, TlvUtl::LocaleSettings& out);
+// What ReadLocale answers for the C locale, which keeps no regional conventions: the
+// settings of a U.S. English user.
+TlvUtl::LocaleSettings CLocaleSettings();
 // The measurement system of a named locale: 0 metric, 1 U.S., -1 unknown.
 int ReadMeasurement(const std::wstring& name);
 

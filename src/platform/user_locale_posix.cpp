@@ -136,16 +136,7 @@ int ReadMeasurement(const std::wstring& wname) {
 bool ReadLocale(const std::wstring& wname, TlvUtl::LocaleSettings& out) {
     const std::string name = TlvUtils::ToUtf8(wname);
     if (name.empty() || name == "C" || name == "POSIX" || name.rfind("C.", 0) == 0) {
-        // The C locale keeps no regional conventions: answer as a U.S. English user would.
-        out = TlvUtl::LocaleSettings{};
-        out.name = L"C";
-        out.decimalSeparator = L".";
-        out.thousandSeparator = L",";
-        out.listSeparator = L",";
-        out.negativeSign = L"-";
-        out.grouping = L"3;0";
-        out.measure = 1;
-        out.geoId = GeoIdOfTerritory("US");
+        out = CLocaleSettings();
         return true;
     }
     locale_t l = Open(name);

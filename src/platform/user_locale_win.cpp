@@ -73,16 +73,7 @@ int ReadMeasurement(const std::wstring& name) {
 
 bool ReadLocale(const std::wstring& name, TlvUtl::LocaleSettings& out) {
     if (IsCLocale(name)) {
-        // The C locale keeps no regional conventions: answer as a U.S. English user would.
-        out = TlvUtl::LocaleSettings{};
-        out.name = L"C";
-        out.decimalSeparator = L".";
-        out.thousandSeparator = L",";
-        out.listSeparator = L",";
-        out.negativeSign = L"-";
-        out.grouping = L"3;0";
-        out.measure = 1;
-        out.geoId = 244; // the United States
+        out = CLocaleSettings();
         return true;
     }
     const std::wstring locale = WindowsName(name);
