@@ -141,16 +141,4 @@ TEST(HookObjects, DelayInitBaseRunsBothPhasesInMirrorOrder) {
     EXPECT_EQ(trace, "");
 }
 
-TEST(Delegate, EqualOnlyWhenBothWordsAreEqual) {
-    int a = 0, b = 0;
-    using D = TlvUtils::Delegate<bool (*)()>;
-    auto inv1 = [](void*) { return true; };
-    auto inv2 = [](void*) { return false; };
-    EXPECT_TRUE(D(&a, inv1) == D(&a, inv1));
-    EXPECT_FALSE(D(&a, inv1) == D(&b, inv1));
-    EXPECT_FALSE(D(&a, inv1) == D(&a, inv2));
-    EXPECT_TRUE(D::FromFunction(&Start) == D::FromFunction(&Start));
-    EXPECT_FALSE(D::FromFunction(&Start) == D::FromFunction(&Stop));
-}
-
 } // namespace

@@ -131,9 +131,6 @@ TEST(Startup, ApplicationInfoFormatsTheVersionTextsOnce) {
     EXPECT_EQ(ApplicationInfo::Resources().GetVersionText(false), longText);
     EXPECT_EQ(ApplicationInfo::Resources().GetVersionText(true), shortText);
     EXPECT_EQ(init.calls, 1);
-    EXPECT_FALSE(ApplicationInfo::AppShutdown().IsShuttingDown());
-    ApplicationInfo::AppShutdown().SetShuttingDown(true);
-    EXPECT_TRUE(ApplicationInfo::AppShutdown().IsShuttingDown());
 }
 
 } // namespace

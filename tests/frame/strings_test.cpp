@@ -46,15 +46,6 @@ TEST(Strings, RingWrapsAfterAbout9KAndOldPointersShowLaterTexts) {
     EXPECT_LE(highest + longText.size() + 1, lowest + 10240);
 }
 
-TEST(Strings, ConsecutiveLoadsArePackedInTheRing) {
-    const wchar_t* a = UTLLoadString(24016);
-    const std::size_t n = std::wcslen(a);
-    const wchar_t* b = UTLLoadString(24087);
-    if (b > a) { // unless the ring wrapped in between
-        EXPECT_EQ(static_cast<std::size_t>(b - a), n + 1);
-    }
-}
-
 TEST(ResourceDll, FailedLoadWarnsWithTheNameCutAt293AndReturnsNull) {
     TlvUtl::ScopedMessageCapture sink;
     EXPECT_EQ(UTLLoadResourceDLL(L"NOSUCHMODULE.DLL"), nullptr);

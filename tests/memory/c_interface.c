@@ -23,10 +23,8 @@ int RunHandleMemoryFromC(void) {
         return 2;
     if (memcmp(MMLockTemp(h), "ABCDEFGH", 8) != 0 || MEMMANUnlock(h) != 1)
         return 3;
-    if (MEMMANGetFlags(h) != 0 || MEMMANGetLockCount(h) != 0)
-        return 4;
     if (!MEMMANUnlockFree(&h) || h != NULL)
-        return 5;
+        return 4;
     return 0;
 }
 
@@ -34,7 +32,6 @@ int RunHandleListFromC(void) {
     HMEM list = LIST_Ctor();
     LIST* block;
     DWORD length = 0;
-    char buf[8];
     int nonEmpty = 0;
     if (!list || LIST_Push(list, "one", 3) != 1 || LIST_Push(list, "three", 5) != 2)
         return 1;
@@ -45,12 +42,8 @@ int RunHandleListFromC(void) {
         return 3;
     if (memcmp(LIST_LGetIth(block, 2, &length), "three", 5) != 0 || length != 5)
         return 4;
-    if (LIST_GetIth(list, 0, buf, sizeof buf) != 4 || memcmp(buf, "zero", 4) != 0)
-        return 5;
     if (LIST_Enum(list, CountNonEmpty, (LONGLONG)(intptr_t)&nonEmpty) != 3 || nonEmpty != 2)
-        return 6;
-    if (LIST_FindCompleteElement(list, 0, "three", 5) != 2 || LIST_Size(list) != 3)
-        return 7;
+        return 5;
     LIST_Dtor(list);
     return 0;
 }
@@ -60,14 +53,10 @@ int RunGlobalListFromC(void) {
     char buf[8];
     if (!list || LISTPush(list, "abc", 3) != 0 || LISTPush(list, "de", 2) != 1)
         return 1;
-    if (LISTSize(list) != 2 || LISTSizeIth(list, 1) != 2)
-        return 2;
     if (LISTGetIth(list, 0, buf, sizeof buf) != 3 || memcmp(buf, "abc", 3) != 0)
-        return 3;
+        return 2;
     if (LISTPutIth(list, 5, "xyz", 3) != 1 || LISTReplaceIth(list, 0, "q", 1) != 0)
-        return 4;
-    if (LISTFindCompleteElement(list, 0, "xy", 2) != 1)
-        return 5;
+        return 3;
     LISTDtor(list);
     LISTDtor(NULL);
     return 0;

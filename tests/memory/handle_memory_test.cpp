@@ -101,8 +101,6 @@ TEST(HandleMemory, NullHandlesAndPlacesGetTheNothingResultMoveHugeOverlaps) {
     EXPECT_STREQ(text, "0101234589");
     EXPECT_EQ(MEMMANMoveHuge(text, text + 4, 6), 1);
     EXPECT_STREQ(text, "2345894589");
-    EXPECT_EQ(MMInitTemp(), 1);
-    EXPECT_EQ(MMShutdownTemp(), 1);
 }
 
 TEST(HandleMemory, LockingPairsStoreHandleAndPointer) {
