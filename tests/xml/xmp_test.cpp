@@ -30,8 +30,6 @@ struct XmpDocTestPeer {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // 100-ns ticks since 1601 of a UTC civil time (days from civil after H. Hinnant).
 FILETIME Utc(int y, int m, int d, int hh, int mm, int ss, int ms) {
     y -= m <= 2;
@@ -44,50 +42,6 @@ FILETIME Utc(int y, int m, int d, int hh, int mm, int ss, int ms) {
     const unsigned long long ticks = static_cast<unsigned long long>(seconds) * 10000000ULL +
                                      static_cast<unsigned long long>(ms) * 10000ULL;
     return FILETIME{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
-}
-
-// A path from the library's wide text: wide on Windows, where a narrow path is read in the
-// ANSI code page; the UTF-8 bytes elsewhere.
-fs::path PathOf(const std::wstring& text) {
-#ifdef _WIN32
-    return fs::path(text);
-#else
-    return fs::path(TlvUtils::ToUtf8(text));
-#endif
-}
-
-// The folder the library makes its temporary files in (GetTempPathW reads TMP on Windows).
-#ifdef _WIN32
-constexpr const char* kTempVariable = "TMP";
-#else
-constexpr const char* kTempVariable = "TMPDIR";
-#endif
-
-void SetVariable(const char* name, const std::optional<fs::path>& value) {
-#ifdef _WIN32
-    const std::wstring wide = TlvUtils::FromUtf8(name);
-    ::SetEnvironmentVariableW(wide.c_str(), value ? value->c_str() : nullptr);
-#else
-    if (value)
-        ::setenv(name, value->c_str(), 1);
-    else
-        ::unsetenv(name);
-#endif
-}
-
-std::optional<fs::path> Variable(const char* name) {
-#ifdef _WIN32
-    const std::wstring wide = TlvUtils::FromUtf8(name);
-    wchar_t value[32768];
-    const DWORD n = ::GetEnvironmentVariableW(wide.c_str(), value, 32768);
-    if (n == 0 || n >= 32768)
-        return std::nullopt;
-    return fs::path(std::wstring(value, n));
-#else
-    if (const char* value = std::getenv(name))
-        return fs::path(value);
-    return std::nullopt;
-#endif
 }
 
 // Central European time with its summer-time rule, without relying on installed zone files.
@@ -120,30 +74,9 @@ private:
 };
 #endif
 
-// Every test writes its temporary files into a folder of its own whose name has accents,
-// Cyrillic and CJK, and checks that nothing is left there.
-class Xmp : public ::testing::Test {
+class Xmp : public XmpTempFolder {
 protected:
-    fs::path dir;
-    std::optional<fs::path> oldTmp;
     std::shared_ptr<MemoryPropertyStore> store = std::make_shared<MemoryPropertyStore>();
-
-    void SetUp() override {
-        // UTF-8 bytes: a narrow path holds them as they are.
-        dir = fs::temp_directory_path() /
-              PathOf(TlvUtils::FromUtf8(
-                  "tlvutl-xmp-Äpfel-Ёлка-画像-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        fs::remove_all(dir);
-        fs::create_directories(dir);
-        oldTmp = Variable(kTempVariable);
-        SetVariable(kTempVariable, dir);
-    }
-    void TearDown() override {
-        EXPECT_TRUE(fs::is_empty(dir)) << "a temporary file was left behind";
-        SetVariable(kTempVariable, oldTmp);
-        fs::remove_all(dir);
-    }
 
     std::string Build() {
         WXmpDoc doc(store);
