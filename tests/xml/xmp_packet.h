@@ -2,6 +2,8 @@
 // file's bytes, and a packet read back chunk by chunk.
 #pragma once
 
+#include "environment/temp_dir.h"
+
 #include <tlvutl/encoding.h>
 #include <tlvutl/xmp.h>
 
@@ -9,9 +11,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -20,16 +20,9 @@
 #error "TLVUTL_XML_TEST_DATA names the folder of the expected packets"
 #endif
 
-inline std::string ReadFile(const std::filesystem::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 // The packet pinned for the full store, with its creation date in Central European time.
 inline std::string FullStorePacket() {
-    return ReadFile(std::filesystem::path(TLVUTL_XML_TEST_DATA) / "xmp_full_store.xmp");
+    return TempDir::Read(std::filesystem::path(TLVUTL_XML_TEST_DATA) / "xmp_full_store.xmp");
 }
 
 // The whole packet, read back chunk by chunk as an image writer reads it.
@@ -51,11 +44,7 @@ namespace fs = std::filesystem;
 // A path from the library's wide text: wide on Windows, where a narrow path is read in the
 // ANSI code page; the UTF-8 bytes elsewhere.
 inline fs::path PathOf(const std::wstring& text) {
-#ifdef _WIN32
-    return fs::path(text);
-#else
-    return fs::path(TlvUtils::ToUtf8(text));
-#endif
+    return TempDir::Name(TlvUtils::ToUtf8(text));
 }
 
 // The folder the library makes its temporary files in (GetTempPathW reads TMP on Windows).
