@@ -1,6 +1,8 @@
-// A host's view of the library on Windows: the full <windows.h> and the COM headers first,
-// then every public header of the library, in one translation unit. COM's IStream is the one
-// the library's streams implement and its documents load from and save to.
+// A host's view of the library on Windows: the full <windows.h>, the COM, property system and
+// shell headers first, then every public header of the library, in one translation unit.
+// COM's IStream is the one the library's streams implement and its documents load from and
+// save to; IPropertyStore is COM's, so the system's stores and the library's
+// MemoryPropertyStore both feed WXmpDoc.
 #ifdef WIN32_LEAN_AND_MEAN
 #error "this file stands for a host that includes all of windows.h"
 #endif
@@ -15,51 +17,26 @@
 
 #include <objidl.h>
 #include <ole2.h>
+#include <propkey.h>
+#include <propsys.h>
+#include <propvarutil.h>
 #include <shlwapi.h>
+#include <shobjidl.h>
 
-#include <tlvutl/com_error.h>
-#include <tlvutl/cstring.h>
-#include <tlvutl/data_backup.h>
-#include <tlvutl/delegate.h>
-#include <tlvutl/dir_tracker.h>
-#include <tlvutl/duplication.h>
-#include <tlvutl/encoding.h>
-#include <tlvutl/eq_parser.h>
-#include <tlvutl/export.h>
-#include <tlvutl/folders.h>
-#include <tlvutl/frame.h>
-#include <tlvutl/geometry.h>
-#include <tlvutl/hooks.h>
-#include <tlvutl/lists.h>
-#include <tlvutl/locale.h>
-#include <tlvutl/memory.h>
-#include <tlvutl/messages.h>
-#include <tlvutl/optional.h>
-#include <tlvutl/paper.h>
-#include <tlvutl/profile.h>
-#include <tlvutl/property_store.h>
-#include <tlvutl/regional_format.h>
-#include <tlvutl/registry.h>
-#include <tlvutl/runtime_class.h>
-#include <tlvutl/singleton.h>
-#include <tlvutl/stream.h>
-#include <tlvutl/string_table.h>
-#include <tlvutl/thread_lock.h>
-#include <tlvutl/timers.h>
+// The umbrella header: every public header of the library, after windows.h.
 #include <tlvutl/tlvutl.h>
-#include <tlvutl/tree.h>
-#include <tlvutl/unit_parser.h>
-#include <tlvutl/units.h>
-#include <tlvutl/wintypes.h>
-#include <tlvutl/xml.h>
-#include <tlvutl/xmp.h>
 
 #include "cstring_printer.h"
-#include "unicode_paths.h"
+#include "xmp_packet.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <filesystem>
+#include <initializer_list>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -99,38 +76,6 @@ TEST(ComStreams, DocumentsGoThroughAMemoryStreamOfTheSystem) {
     WXmlDoc empty;
     EXPECT_FALSE(empty.Load(stream));
     EXPECT_EQ(stream->Release(), 0u);
-}
-
-TEST(ComStreams, DocumentsGoThroughAFileStreamOfTheShell) {
-    for (const std::string& name : unicode_paths::Names()) {
-        wchar_t temp[MAX_PATH];
-        ASSERT_NE(::GetTempPathW(MAX_PATH, temp), 0u);
-        const std::wstring path = std::wstring(temp) + unicode_paths::Wide(name) + L".xml";
-        IStream* out = nullptr;
-        ASSERT_EQ(::SHCreateStreamOnFileEx(path.c_str(), STGM_CREATE | STGM_WRITE,
-                                           FILE_ATTRIBUTE_NORMAL, TRUE, nullptr, &out),
-                  S_OK)
-            << name;
-        ASSERT_TRUE(WXmlDoc::CreateFromString(kText).Save(out));
-        out->Release();
-        IStream* in = nullptr;
-        ASSERT_EQ(::SHCreateStreamOnFileEx(path.c_str(), STGM_READ, FILE_ATTRIBUTE_NORMAL, FALSE,
-                                           nullptr, &in),
-                  S_OK);
-        WXmlDoc back;
-        EXPECT_TRUE(back.Load(in)) << name;
-        in->Release();
-        EXPECT_EQ(back.GetRootNode().Attribute(L"@a").GetString(), L"\u00e9\u0416\u4e2d");
-        // The library's own file stream reads the same file.
-        auto file = TlvUtils::FileStream::Open(path, TlvUtils::FileStream::Mode::kRead);
-        ASSERT_TRUE(file);
-        STATSTG stat{};
-        ASSERT_EQ(file->Stat(&stat, STATFLAG_NONAME), S_OK);
-        EXPECT_EQ(stat.cbSize.QuadPart, sizeof kSaved - 1);
-        EXPECT_TRUE(WXmlDoc::CreateFromStream(file.get()).IsLoaded());
-        file.reset();
-        EXPECT_TRUE(::DeleteFileW(path.c_str()));
-    }
 }
 
 TEST(ComStreams, LibraryStreamsAnswerTheComInterfaces) {
@@ -210,6 +155,168 @@ TEST(HostMessageSink, TheLibrarysBoxesReachAHostSinkBuiltWithWindowsH) {
     EXPECT_EQ(sink.boxes, 1);
     ASSERT_EQ(sink.Messages().size(), 2u) << "a beep and the box";
     EXPECT_EQ(sink.Messages()[1].kind, TlvUtl::CapturingMessageSink::Kind::Box);
+}
+
+static_assert(sizeof(PropVariant) == sizeof(PROPVARIANT), "a PropVariant is a PROPVARIANT");
+
+// 2024-07-01 12:34:56.789 UTC.
+const FILETIME kTaken = [] {
+    SYSTEMTIME utc{2024, 7, 1, 1, 12, 34, 56, 789};
+    FILETIME t{};
+    ::SystemTimeToFileTime(&utc, &t);
+    return t;
+}();
+
+// The packet the other systems pin for the full store, with the creation date in this
+// machine's zone (those tests set a zone of their own; Windows has one for the system).
+std::string ExpectedFullPacket() {
+    std::string text = FullStorePacket();
+    SYSTEMTIME utc{}, local{};
+    ::FileTimeToSystemTime(&kTaken, &utc);
+    ::SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local);
+    char date[32];
+    std::snprintf(date, sizeof date, "%04d-%02d-%02dT%02d:%02d:%02d.%03d", local.wYear,
+                  local.wMonth, local.wDay, local.wHour, local.wMinute, local.wSecond,
+                  local.wMilliseconds);
+    const std::string tag = "<xmp:CreateDate>\n";
+    const std::size_t at = text.find(tag);
+    EXPECT_NE(at, std::string::npos);
+    if (at != std::string::npos)
+        text.replace(at + tag.size(), 23, date);
+    return text;
+}
+
+// A VT_VECTOR | VT_LPWSTR value made by hand in COM task memory (Wine's propsys has no
+// InitPropVariantFromStringVector); PropVariantClear frees it.
+void InitStringVector(std::initializer_list<const wchar_t*> items, PROPVARIANT* v) {
+    ::PropVariantInit(v);
+    v->vt = VT_VECTOR | VT_LPWSTR;
+    v->calpwstr.cElems = static_cast<ULONG>(items.size());
+    v->calpwstr.pElems = static_cast<LPWSTR*>(::CoTaskMemAlloc(items.size() * sizeof(LPWSTR)));
+    ULONG i = 0;
+    for (const wchar_t* item : items)
+        ::SHStrDupW(item, &v->calpwstr.pElems[i++]);
+}
+
+// The full store's values (as xmp_test sets them), set through COM's interface on any store.
+void FillThroughCom(IPropertyStore* store) {
+    PROPVARIANT v;
+    ASSERT_EQ(::InitPropVariantFromString(
+                  TlvUtils::FromUtf8("Caf\xc3\xa9 \xc2\xab\xd0\x93\xd0\xb0\xd0\xb2\xd0\xb0"
+                                     "\xd0\xbd\xd1\x8c\xc2\xbb \xe6\xb8\xaf\xe3\x81\xae"
+                                     "\xe6\x9c\x9d")
+                      .c_str(),
+                  &v),
+              S_OK);
+    EXPECT_EQ(store->SetValue(PKEY_Title, v), S_OK);
+    ::PropVariantClear(&v);
+    ASSERT_EQ(::InitPropVariantFromString(L"First light", &v), S_OK);
+    EXPECT_EQ(store->SetValue(PKEY_Comment, v), S_OK);
+    ::PropVariantClear(&v);
+    InitStringVector({L"Ana Lima", L"Bo Chen"}, &v);
+    EXPECT_EQ(store->SetValue(PKEY_Author, v), S_OK);
+    ::PropVariantClear(&v);
+    ASSERT_EQ(::InitPropVariantFromString(L"(c) 2024 Ana Lima", &v), S_OK);
+    EXPECT_EQ(store->SetValue(PKEY_Copyright, v), S_OK);
+    ::PropVariantClear(&v);
+    InitStringVector({L"sea", L"boat"}, &v);
+    EXPECT_EQ(store->SetValue(PKEY_Keywords, v), S_OK);
+    ::PropVariantClear(&v);
+    // The property system's own kind for a rating.
+    ASSERT_EQ(::InitPropVariantFromUInt32(50, &v), S_OK);
+    EXPECT_EQ(store->SetValue(PKEY_Rating, v), S_OK);
+    v.vt = VT_FILETIME; // by hand: Wine's propsys has no InitPropVariantFromFileTime
+    v.filetime = kTaken;
+    EXPECT_EQ(store->SetValue(PKEY_Photo_DateTaken, v), S_OK);
+    ::PropVariantClear(&v);
+}
+
+// The writer's temporary files go to a folder of their own, as in xmp_test.
+class ComPropertyStores : public XmpTempFolder {
+protected:
+    void SetUp() override {
+        ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        XmpTempFolder::SetUp();
+    }
+    void TearDown() override {
+        XmpTempFolder::TearDown();
+        ::CoUninitialize();
+    }
+};
+
+// xmp_test fills the library's store with its own values; here the system's PROPVARIANTs go
+// in through COM, into the library's store and into one the system made.
+TEST_F(ComPropertyStores, SystemAndLibraryStoresGiveThePinnedPacket) {
+    const std::string expected = ExpectedFullPacket();
+    auto viaCom = std::make_shared<MemoryPropertyStore>();
+    FillThroughCom(viaCom.get());
+    {
+        WXmpDoc doc(viaCom);
+        ASSERT_EQ(doc.CreateFromPropertyStore(), 0);
+        EXPECT_EQ(Packet(doc), expected);
+    }
+
+    // A store the system made, handed over as a host gets it.
+    IPropertyStore* system = nullptr;
+    ASSERT_EQ(::PSCreateMemoryPropertyStore(IID_PPV_ARGS(&system)), S_OK);
+    FillThroughCom(system);
+    {
+        WXmpDoc doc(TlvUtils::SharePropertyStore(system));
+        ASSERT_EQ(doc.CreateFromPropertyStore(), 0);
+        EXPECT_EQ(Packet(doc), expected);
+    }
+    // The writer gave back its reference: ours is the last.
+    EXPECT_EQ(system->Release(), 0u);
+}
+
+// The store's order, removal and errors are property_store_test's; here, COM's side of it.
+TEST_F(ComPropertyStores, MemoryStoreIsACountedComObjectThatCopiesValues) {
+    MemoryPropertyStore store;
+    IUnknown* unknown = nullptr;
+    ASSERT_EQ(store.QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&unknown)), S_OK);
+    IPropertyStore* com = nullptr;
+    ASSERT_EQ(unknown->QueryInterface(IID_PPV_ARGS(&com)), S_OK);
+    EXPECT_EQ(static_cast<void*>(com), static_cast<void*>(&store));
+    IStream* stream = nullptr;
+    EXPECT_EQ(com->QueryInterface(IID_PPV_ARGS(&stream)), E_NOINTERFACE);
+    EXPECT_EQ(stream, nullptr);
+    EXPECT_EQ(store.QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+    EXPECT_EQ(com->Release(), 2u);
+    EXPECT_EQ(unknown->Release(), 1u);
+    EXPECT_EQ(com->Release(), 0u); // the creator's too: the store stays
+    EXPECT_EQ(com->Release(), 0u);
+    EXPECT_EQ(com->AddRef(), 1u);
+
+    // Values go in and out as copies: clearing the caller's PROPVARIANT leaves the store's.
+    PROPVARIANT in;
+    ASSERT_EQ(::InitPropVariantFromString(L"\u00e9t\u00e9", &in), S_OK);
+    ASSERT_EQ(com->SetValue(PKEY_Title, in), S_OK);
+    ::PropVariantClear(&in);
+    PROPVARIANT out;
+    out.vt = VT_ERROR; // COM's out value is overwritten, whatever it held
+    ASSERT_EQ(com->GetValue(PKEY_Title, &out), S_OK);
+    ASSERT_EQ(out.vt, VT_LPWSTR);
+    EXPECT_STREQ(out.pwszVal, L"\u00e9t\u00e9");
+    PROPVARIANT again;
+    ASSERT_EQ(com->GetValue(PKEY_Title, &again), S_OK);
+    EXPECT_NE(again.pwszVal, out.pwszVal);
+    ::PropVariantClear(&out);
+    ::PropVariantClear(&again);
+}
+
+// A BSTR, as some stores hold strings, reads as a string and as a one-item vector.
+TEST(ComPropVariant, BstrReadsAsAString) {
+    PROPVARIANT bstr;
+    bstr.vt = VT_BSTR;
+    bstr.bstrVal = ::SysAllocString(L"b\u00e9");
+    const PropVariant fromBstr(bstr);
+    ::PropVariantClear(&bstr);
+    std::wstring text;
+    ASSERT_EQ(fromBstr.ToString(text), S_OK);
+    EXPECT_EQ(text, L"b\u00e9");
+    std::vector<std::wstring> items;
+    ASSERT_EQ(fromBstr.ToStringVector(items), S_OK);
+    EXPECT_EQ(items, std::vector<std::wstring>{L"b\u00e9"});
 }
 
 } // namespace

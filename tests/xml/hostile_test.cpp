@@ -5,6 +5,7 @@
 #include "xml/xml_runtime.h"
 
 #include "cstring_printer.h"
+#include "environment/temp_dir.h"
 #include "unicode_paths.h"
 
 #include <tlvutl/encoding.h>
@@ -17,7 +18,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -126,26 +126,17 @@ TEST(XmlLimits, MessagesNeverNameParserOptions) {
 class XmlHostileFiles : public ::testing::Test {
 protected:
     // A folder with a name in several scripts, and a secret outside it.
-    std::string root =
-        fs::temp_directory_path().string() + "/tlvutl-hostile-" + std::to_string(::getpid());
+    TempDir temp;
+    std::string root = temp.path().string();
     std::string dir = root + "/" + unicode_paths::Names().back();
     std::string secret = root + "/secret.xml";
-    // A path of UTF-8 text: Windows' narrow paths are in the ANSI code page, so the wide
-    // form is given there.
-    static fs::path P(const std::string& utf8) {
-#ifdef _WIN32
-        return fs::path(TlvUtils::FromUtf8(utf8));
-#else
-        return fs::path(utf8);
-#endif
-    }
+    static fs::path P(const std::string& utf8) { return TempDir::Name(utf8); }
     void SetUp() override {
         fs::create_directories(P(dir) / "sub");
         Write(secret, "<s>SECRET-LINE</s>");
     }
-    void TearDown() override { fs::remove_all(root); }
     static void Write(const std::string& path, const std::string& bytes) {
-        std::ofstream(P(path), std::ios::binary) << bytes;
+        TempDir::Write(P(path), bytes);
     }
     static std::wstring Wide(const std::string& utf8) { return TlvUtils::FromUtf8(utf8); }
     WXmlDoc LoadFile(const std::string& name, const std::string& bytes) {

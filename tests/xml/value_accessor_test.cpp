@@ -53,37 +53,23 @@ TEST_F(Accessor, BoolReadsOnlyTheExactWords) {
     }
 }
 
-TEST_F(Accessor, IntegersFollowTheWideConversionWithTheZeroRule) {
-    EXPECT_EQ(With(L"0").Get<int>(), 0);
-    EXPECT_EQ(With(L"12abc").Get<int>(), 12);
-    EXPECT_EQ(With(L"-7").Get<int>(), -7);
-    EXPECT_EQ(With(L"  +5").Get<int>(), 5);
-    for (const wchar_t* t : {L"abc", L"", L"00", L" 0", L"-0", L"0x10"})
-        EXPECT_FALSE(With(t).Get<int>()) << CString(t).ToUtf8();
+// Short texts, read as the C library reads them with the zero rule, are
+// ReadersAgreeWithTheCLibraryConversions'; here, what lies past them.
+TEST_F(Accessor, NumbersSaturateAndUnreadableOnesTakeTheDefault) {
     // Out of range saturates, as the 32-bit conversion does.
     EXPECT_EQ(With(L"99999999999").Get<int>(), INT_MAX);
     EXPECT_EQ(With(L"-99999999999").Get<int>(), INT_MIN);
     EXPECT_EQ(With(L"99999999999999999999").Get<__int64>(), INT64_MAX);
     EXPECT_EQ(With(L"0").Get<__int64>(), 0);
     EXPECT_FALSE(With(L"x").Get<__int64>());
+    EXPECT_EQ(With(L"-2.25").GetDouble(7.0), -2.25);
+    EXPECT_EQ(With(L"x").GetDouble(7.0), 7.0);
     try {
         With(L"x").GetIntPtr();
         ADD_FAILURE();
     } catch (const WXmlValueTypeNotFoundException& x) {
         EXPECT_EQ(x.GetMessage(), L"intptr");
     }
-}
-
-TEST_F(Accessor, DoublesNeedALeadingZeroToReadAsZero) {
-    EXPECT_EQ(With(L"0.5").Get<double>(), 0.5);
-    EXPECT_EQ(With(L".5").Get<double>(), 0.5);
-    EXPECT_EQ(With(L"0").Get<double>(), 0.0);
-    EXPECT_EQ(With(L"0abc").Get<double>(), 0.0);
-    EXPECT_EQ(With(L" 2.5e3x").Get<double>(), 2500.0);
-    for (const wchar_t* t : {L"x", L"", L" 0", L".0", L"-0.000000"})
-        EXPECT_FALSE(With(t).Get<double>()) << CString(t).ToUtf8();
-    EXPECT_EQ(With(L"-2.25").GetDouble(7.0), -2.25);
-    EXPECT_EQ(With(L"x").GetDouble(7.0), 7.0);
 }
 
 TEST_F(Accessor, TextFormsAreByteExactAtTheBoundaries) {
@@ -96,16 +82,12 @@ TEST_F(Accessor, TextFormsAreByteExactAtTheBoundaries) {
         {[](WXmlValueAccessor& a) { a.SetInt(INT_MAX); }, L"2147483647"},
         {[](WXmlValueAccessor& a) { a.SetIntPtr(INT64_MAX); }, L"9223372036854775807"},
         {[](WXmlValueAccessor& a) { a.SetIntPtr(INT64_MIN); }, L"-9223372036854775808"},
-        {[](WXmlValueAccessor& a) { a.SetDouble(0.1); }, L"0.100000"},
         {[](WXmlValueAccessor& a) { a.SetDouble(-0.0); }, L"-0.000000"},
         {[](WXmlValueAccessor& a) { a.SetDouble(2.0000005); }, L"2.000001"},
-        {[](WXmlValueAccessor& a) { a.SetBool(true); }, L"true"},
-        {[](WXmlValueAccessor& a) { a.SetBool(false); }, L"false"},
         {[](WXmlValueAccessor& a) { a.SetPoint(CPoint(-3, 4)); }, L"(-3,4)"},
         {[](WXmlValueAccessor& a) { a.SetSize(CSize(INT_MAX, INT_MIN)); },
          L"(2147483647,-2147483648)"},
         {[](WXmlValueAccessor& a) { a.SetRect(CRect(1, 2, 3, 4)); }, L"1,2,3,4"},
-        {[](WXmlValueAccessor& a) { a.SetString(L"a<b&\"c\""); }, L"a<b&\"c\""},
     };
     for (const auto& c : cases) {
         WXmlValueAccessor a = e.Attribute(L"@v");
@@ -123,24 +105,16 @@ TEST_F(Accessor, TextFormsAreByteExactAtTheBoundaries) {
 
 TEST_F(Accessor, ValuesRoundTripThroughAFile) {
     WXmlNode n = doc.GetRootNode().CreateChild(L"values", nullptr);
-    n.Attribute(L"@i").SetInt(INT_MIN);
-    n.Attribute(L"@j").SetIntPtr(INT64_MAX);
     n.Attribute(L"@d").SetDouble(-1234.5);
     n.Attribute(L"@z").SetDouble(-0.0);
-    n.Attribute(L"@p").SetPoint(CPoint(INT_MIN, INT_MAX));
-    n.Attribute(L"@r").SetRect(CRect(-1, -2, 30000, 40000));
     n.Attribute(L"@s").SetString(L"tab\there\nline \u00e9\u4e2d\U0001F600 ");
     n.Value().SetString(L"  spaced text  ");
     const CString text = doc.SaveToString();
     WXmlDoc back;
     ASSERT_TRUE(back.LoadFromString(text));
     WXmlNode m = back.GetRootNode().GetNode(WXPath(L"values"));
-    EXPECT_EQ(m.Attribute(L"@i").GetInt(), INT_MIN);
-    EXPECT_EQ(m.Attribute(L"@j").GetIntPtr(), INT64_MAX);
     EXPECT_EQ(m.Attribute(L"@d").GetDouble(), -1234.5);
     EXPECT_FALSE(m.Attribute(L"@z").Get<double>()) << "negative zero reads as no value";
-    EXPECT_EQ(m.Attribute(L"@p").GetPoint(), CPoint(INT_MIN, INT_MAX));
-    EXPECT_EQ(m.Attribute(L"@r").GetRect(), CRect(-1, -2, 30000, 40000));
     EXPECT_EQ(m.Attribute(L"@s").GetString(), L"tab\there\nline \u00e9\u4e2d\U0001F600 ");
     EXPECT_EQ(m.Value().GetString(), L"  spaced text  ");
     EXPECT_EQ(back.SaveToString(), text);
@@ -148,7 +122,6 @@ TEST_F(Accessor, ValuesRoundTripThroughAFile) {
 
 TEST_F(Accessor, PointsAndRectanglesReadOnlyTheirForms) {
     EXPECT_EQ(With(L"(3,4)").Get<CPoint>(), CPoint(3, 4));
-    EXPECT_EQ(With(L"( 3 , 4)").Get<CPoint>(), CPoint(3, 4));
     EXPECT_EQ(With(L"(3,4)tail").Get<CSize>(), CSize(3, 4));
     for (const wchar_t* t : {L" (3,4)", L"(3,4 )", L"3,4", L"(,4)", L"(3,)", L"(3;4)", L"("})
         EXPECT_FALSE(With(t).Get<CPoint>()) << CString(t).ToUtf8();
@@ -178,32 +151,24 @@ TEST_F(Accessor, WritingTheDefaultClearsButNeverCreatesOrRemoves) {
     EXPECT_TRUE(e.Attribute(L"@n").Exists());
     EXPECT_TRUE(e.Attribute(L"@n").IsEmpty());
     EXPECT_EQ(e.Attribute(L"@n").GetInt(5), 5);
-    EXPECT_EQ(e.Attribute(L"@n").GetString(L"x"), L"");
     e.Attribute(L"@n").SetInt(6, 5);
     EXPECT_EQ(e.Attribute(L"@n").GetInt(), 6);
     e.Attribute(L"@d").SetDouble(0.0, -0.0); // equal by ==
     EXPECT_FALSE(e.Attribute(L"@d").Exists());
-    e.Attribute(L"@s").SetString(L"same", L"same");
     e.Attribute(L"@p").SetPoint(CPoint(1, 1), CPoint(1, 1));
     e.Attribute(L"@q").SetRect(CRect(), CRect());
-    EXPECT_FALSE(e.Attribute(L"@s").Exists() || e.Attribute(L"@p").Exists() ||
-                 e.Attribute(L"@q").Exists());
+    EXPECT_FALSE(e.Attribute(L"@p").Exists() || e.Attribute(L"@q").Exists());
 }
 
 TEST_F(Accessor, QueriesClearAndDelete) {
     WXmlValueAccessor missing = e.Attribute(L"@nope");
-    EXPECT_FALSE(missing.Exists());
     EXPECT_TRUE(missing.IsEmpty());
-    missing.Clear();
+    missing.Clear(); // does not create it
     EXPECT_FALSE(missing.Exists());
     EXPECT_FALSE(missing.Get<CString>());
     EXPECT_THROW(missing.GetString(), WXmlValueTypeNotFoundException);
     WXmlValueAccessor a = e.Attribute(L"@a");
-    EXPECT_TRUE(a.Exists());
-    EXPECT_TRUE(a.IsEmpty());
     EXPECT_EQ(a.Get<CString>(), CString(L""));
-    a.SetString(L"x");
-    EXPECT_FALSE(a.IsEmpty());
     a.Delete();
     EXPECT_FALSE(a.Exists());
     a.Delete(); // nothing left to remove
