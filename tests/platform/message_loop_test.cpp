@@ -167,15 +167,21 @@ TEST(MessageLoop, PostedCallsWakeTheLoopAndRunInOrder) {
     Recorder r;
     auto loop = MakeLoop(r);
     std::vector<int> order;
+    std::vector<std::thread::id> ranOn;
     std::thread poster([&] {
         for (int i = 0; i < 100; ++i)
-            loop->Post([&order, i] { order.push_back(i); });
+            loop->Post([&, i] {
+                order.push_back(i);
+                ranOn.push_back(std::this_thread::get_id());
+            });
         loop->Quit();
     });
     loop->Run(); // returns on the Quit, which comes after the calls
     poster.join();
     ASSERT_EQ(order.size(), 100u);
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+    EXPECT_EQ(std::count(ranOn.begin(), ranOn.end(), std::this_thread::get_id()), 100)
+        << "every call runs on the loop's thread";
 }
 
 TEST(MessageLoop, QuitEndsTheInnermostRunOnly) {
