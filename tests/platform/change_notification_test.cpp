@@ -43,19 +43,10 @@ constexpr bool kPosix = true;
 
 // A path from UTF-8 text, and back: narrow paths are not UTF-8 on Windows.
 fs::path P(const std::string& utf8) {
-#ifdef _WIN32
-    return fs::path(TlvUtils::FromUtf8(utf8));
-#else
-    return fs::path(utf8);
-#endif
+    return TempDir::Name(utf8);
 }
-
 std::string U(const fs::path& p) {
-#ifdef _WIN32
-    return TlvUtils::ToUtf8(p.wstring());
-#else
-    return p.string();
-#endif
+    return TlvUtils::ToUtf8(TempDir::Wide(p));
 }
 
 // Folder handles held: the POSIX backend shares one kernel watch per distinct folder and
