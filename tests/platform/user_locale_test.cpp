@@ -22,10 +22,7 @@ TEST(UserLocale, ReadsInstalledLocales) {
     EXPECT_EQ(de.geoId, 94);
 
     const auto us = Read(L"en_US.UTF-8");
-    EXPECT_EQ(us.decimalSeparator, L".");
-    EXPECT_EQ(us.listSeparator, L",");
     EXPECT_EQ(us.measure, 1);
-    EXPECT_EQ(us.geoId, 244);
 
     const auto in = Read(L"en_IN.UTF-8");
     EXPECT_EQ(in.grouping, L"3;2;0");
