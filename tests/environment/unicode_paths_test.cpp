@@ -109,7 +109,7 @@ TEST_F(UnicodePathsTest, FolderGettersSeedAndLinkUnderNonAsciiRoots) {
     }
 }
 
-TEST_F(UnicodePathsTest, RegistryStoreAndRegFilesInNonAsciiFolders) {
+TEST_F(UnicodePathsTest, RegistryStoreInNonAsciiFolders) {
     TLVUTL_POSIX_ONLY("the library's own registry store in a folder (Windows has the system's)");
 #ifndef _WIN32
     using namespace TlvUtl;
@@ -132,14 +132,8 @@ TEST_F(UnicodePathsTest, RegistryStoreAndRegFilesInNonAsciiFolders) {
             RegCloseKey(key);
             EXPECT_TRUE(stdfs::exists(store / "HKEY_CURRENT_USER.db"));
 
-            const std::wstring reg = W(root / (name + " " + locale + ".reg"));
             std::wstring error;
             wchar_t* back = nullptr;
-            ASSERT_EQ(RegExportFile((L"HKEY_CURRENT_USER\\" + sub).c_str(), reg.c_str(), &error),
-                      ERROR_SUCCESS)
-                << TlvUtils::ToUtf8(error);
-            ASSERT_EQ(RegDeleteKeyW(HKEY_CURRENT_USER, sub.c_str()), ERROR_SUCCESS);
-            ASSERT_EQ(RegImportFile(reg.c_str(), &error), ERROR_SUCCESS) << TlvUtils::ToUtf8(error);
             EXPECT_TRUE(GetRegSzValue(HKEY_CURRENT_USER, sub.c_str(), L"名前", &back));
             EXPECT_EQ(std::wstring(back ? back : L""), text);
             std::free(back);
