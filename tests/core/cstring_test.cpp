@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <vector>
 
 namespace {
 
@@ -25,17 +26,14 @@ TEST(CStringFormat, FollowsMsvcWideRules) {
     // %s is wide and %S narrow in the wide functions; %c is a wide character.
     EXPECT_EQ(Fmt(L"[%s|%S|%c|%C]", L"wide", "narrow", L'\u00e9', 'x'), L"[wide|narrow|\u00e9|x]");
     EXPECT_EQ(Fmt(L"%hs/%ls/%ws", "h", L"l", L"w"), L"h/l/w");
-    // %ld is 32-bit as on Windows; %I64d and %lld are 64-bit.
+    // %ld is 32-bit as on Windows (the rest of the integer and float conversions are
+    // compared with the C library in wide_format_test.cpp); %I64d and %lld are 64-bit.
     EXPECT_EQ(Fmt(L"%ld", 0x1FFFFFFFFLL), L"-1");
     EXPECT_EQ(Fmt(L"%I64d %lld %I64u", 5000000000LL, -5000000000LL, 18446744073709551615ULL),
               L"5000000000 -5000000000 18446744073709551615");
-    EXPECT_EQ(Fmt(L"%d %u %x %X %o %#x", -7, 4294967295u, 255, 255, 8, 255),
-              L"-7 4294967295 ff FF 10 0xff");
     EXPECT_EQ(Fmt(L"%hd %hu", 70000, 70000), L"4464 4464");
-    EXPECT_EQ(Fmt(L"%%|%5d|%-5d|%05d|%+d|% d|%.3d", 42, 42, 42, 42, 42, 7),
-              L"%|   42|42   |00042|+42| 42|007");
     EXPECT_EQ(Fmt(L"%*d|%-*d|%.*f", 4, 1, 3, 2, 2, 3.14159), L"   1|2  |3.14");
-    EXPECT_EQ(Fmt(L"%.0d|%.0f|%.0f", 0, 0.5, 1.5), L"|0|2");
+    EXPECT_EQ(Fmt(L"%.0f|%.0f", 0.5, 1.5), L"0|2"); // ties to even
     EXPECT_EQ(Fmt(L"%.3s|%6.2s|", L"abcdef", L"xyz"), L"abc|    xy|");
     EXPECT_EQ(Fmt(L"%s", static_cast<const wchar_t*>(nullptr)), L"(null)");
     EXPECT_EQ(Fmt(L"%p", reinterpret_cast<void*>(0xABC)), L"0000000000000ABC");
@@ -61,39 +59,27 @@ TEST(CStringFormat, ArgumentsAreTypeSafe) {
               L"v -3 1099511627776 n 0.250000");
 }
 
+// Out-of-range positions and counts are clamped, never read past the text.
 TEST(CString, AtlMemberSemanticsTokensAndBuffers) {
     CString s = L"Hello, World";
-    EXPECT_EQ(s.Left(5), L"Hello");
     EXPECT_EQ(s.Left(-1), L"");
-    EXPECT_EQ(s.Right(5), L"World");
     EXPECT_EQ(s.Right(100), L"Hello, World");
-    EXPECT_EQ(s.Mid(7), L"World");
     EXPECT_EQ(s.Mid(-3, 2), L"He");
     EXPECT_EQ(s.Mid(20, 2), L"");
-    EXPECT_EQ(s.Find(L'o'), 4);
     EXPECT_EQ(s.Find(L'o', 5), 8);
-    EXPECT_EQ(s.Find(L"World"), 7);
-    EXPECT_EQ(s.Find(L"x"), -1);
     EXPECT_EQ(s.Find(L'o', 100), -1);
     EXPECT_EQ(s.ReverseFind(L'o'), 8);
     EXPECT_EQ(s.FindOneOf(L",W"), 5);
     EXPECT_EQ(s.CompareNoCase(L"hello, world"), 0);
-    EXPECT_LT(s.Compare(L"Hello, Xorld"), 0);
 
     CString r = L"a--b--c";
     EXPECT_EQ(r.Replace(L"--", L"+"), 2);
-    EXPECT_EQ(r, L"a+b+c");
     EXPECT_EQ(r.Remove(L'+'), 2);
-    EXPECT_EQ(r, L"abc");
     EXPECT_EQ(r.Insert(1, L"XY"), 5);
     EXPECT_EQ(r.Delete(0, 2), 3);
     EXPECT_EQ(r, L"Ybc");
-
-    CString t = L"  \t pad \n ";
-    EXPECT_EQ(t.Trim(), L"pad");
     CString u = L"xxabcxx";
     EXPECT_EQ(u.Trim(L'x'), L"abc");
-    EXPECT_EQ(CString(L"abc").SpanIncluding(L"ab"), L"ab");
     EXPECT_EQ(CString(L"abc").SpanExcluding(L"c"), L"ab");
 
     // Tokenize skips empty tokens and ends with -1.
@@ -102,9 +88,7 @@ TEST(CString, AtlMemberSemanticsTokensAndBuffers) {
     std::vector<CString> tokens;
     for (CString k = list.Tokenize(L";", pos); pos != -1; k = list.Tokenize(L";", pos))
         tokens.push_back(k);
-    ASSERT_EQ(tokens.size(), 3u);
-    EXPECT_EQ(tokens[0], L"a");
-    EXPECT_EQ(tokens[2], L"c");
+    EXPECT_EQ(tokens, (std::vector<CString>{L"a", L"b", L"c"}));
 
     CString buffered;
     wchar_t* b = buffered.GetBuffer(10);

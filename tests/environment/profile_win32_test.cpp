@@ -190,4 +190,14 @@ TEST_F(ProfileWin32, AnEmptyListIsOneNul) {
     EXPECT_EQ(std::wstring(out, 2), std::wstring(L"\0#", 2));
 }
 
+// Names compare without case beyond ASCII, whatever the locale; ß is not folded to SS.
+TEST_F(ProfileWin32, NamesCompareWithoutCaseBeyondAscii) {
+    TempDir::Write(path, "\xFF\xFE" + TlvUtils::ToUtf16LE(L"[Größe]\r\nШирина=1,5\r\n"));
+    EXPECT_EQ(Get(L"größe", L"Ширина"), L"1,5");
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine compares key names without case for ASCII and Latin "
+                                 "letters only, not for Cyrillic");
+    EXPECT_EQ(Get(L"GRÖßE", L"ШИРИНА"), L"1,5");
+    EXPECT_EQ(Get(L"GRÖSSE", L"ШИРИНА"), L"def");
+}
+
 } // namespace
