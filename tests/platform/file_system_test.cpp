@@ -75,12 +75,6 @@ TEST(Paths, JoinFoldsStepsLexically) {
     EXPECT_EQ(fsys::FileName(L"/a/文档.ini"), L"文档.ini");
 }
 
-TEST(Paths, NativeBytesAreUtf8AndComeBackUnchanged) {
-    EXPECT_EQ(fsys::NativePath(L"José"), "Jos\xC3\xA9");
-    for (const std::string& name : unicode_paths::Names())
-        EXPECT_EQ(fsys::NativePath(fsys::WidePath(name)), name);
-}
-
 TEST_F(FileSystemTest, EveryOperationTakesNamesInAnyScriptUnderAnyLocale) {
     for (const std::string& locale : unicode_paths::Locales()) {
         unicode_paths::ScopedLocale scoped(locale);
