@@ -5,7 +5,6 @@
 #include <tlvutl/registry.h>
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <filesystem>
 #include <string>
@@ -94,25 +93,6 @@ TEST_F(RegistryReadCacheTest, SeesRemovalsByAnotherProcess) {
     ASSERT_EQ(Read(), "one");
     ChangeInChild([&](RegistryHive& h) { return h.DeleteValue(key_, L"PATH"); });
     EXPECT_EQ(Read(), StatusText(ERROR_FILE_NOT_FOUND));
-    ChangeInChild([&](RegistryHive& h) { return h.DeleteKey(kRootKey, {L"Software", L"Talvo"}); });
-    EXPECT_NE(Read(), "one");
-}
-
-// A process that writes the database with SQLite alone, not through the store, is seen too:
-// the stamp is the database's own.
-TEST_F(RegistryReadCacheTest, SeesAForeignWriter) {
-    ASSERT_EQ(Read(), "one");
-    ASSERT_EQ(Read(), "one");
-    InChild([&] {
-        sqlite3* db = nullptr;
-        bool ok = sqlite3_open(file_.c_str(), &db) == SQLITE_OK &&
-                  sqlite3_exec(db, "UPDATE vals SET data=CAST('two' AS BLOB) WHERE fold='PATH'",
-                               nullptr, nullptr, nullptr) == SQLITE_OK &&
-                  sqlite3_changes(db) == 1;
-        sqlite3_close(db);
-        return ok;
-    });
-    EXPECT_EQ(Read(), "two");
 }
 
 TEST_F(RegistryReadCacheTest, SeesAnotherConnectionOfThisProcess) {
