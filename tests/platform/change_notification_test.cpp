@@ -187,6 +187,20 @@ TEST_F(Notifier, SameFolderTwiceIsTwoIndependentRegistrations) {
     EXPECT_EQ(Changes(), (Ids{7}));
 }
 
+TEST_F(Notifier, ChangesDeepInASubtreeAndOnlyWithTheSubtreeFlag) {
+    TLVUTL_KNOWN_WINE_DIFFERENCE("Wine's subtree watch does not see into sub-folders that "
+                                 "existed before the watch began");
+    const std::string top = Dir("profond");
+    const std::string deep = Dir("profond/а/b/深/d");
+    Add(1, top, true, kNotifyFileName);
+    Add(2, top, false, kNotifyFileName);
+    EXPECT_EQ(notifier_->WatchCount(), Watches(5, 2));
+    Touch(P(deep) / "x");
+    EXPECT_EQ(Changes(), (Ids{1}));
+    Touch(P(top) / "x");
+    EXPECT_EQ(Changes(), (Ids{1, 2}));
+}
+
 TEST_F(Notifier, NewSubFolderIsWatchedAndWhatWasPutInItFirstIsReported) {
     const std::string top = Dir("grow");
     Add(1, top, true, kNotifyFileName);

@@ -213,6 +213,29 @@ TEST_F(RegistryApi, StringsAreStoredAsTheUtf16BytesTheWriterSent) {
     RegCloseKey(key);
 }
 
+TEST_F(RegistryApi, QueryInfoCountsAndLengths) {
+    HKEY key = Create(sandbox.Base(), L"Info");
+    RegCloseKey(Create(key, L"short"));
+    RegCloseKey(Create(key, L"a-longer-name"));
+    ASSERT_EQ(SetBytes(key, L"v", REG_BINARY, std::string(300, 'x')), 0);
+    ASSERT_EQ(SetBytes(key, L"value-name", REG_SZ, U16(L"hi", true)), 0);
+    DWORD subKeys = 0, maxSub = 0, values = 0, maxName = 0, maxData = 0;
+    FILETIME written{};
+    ASSERT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subKeys, &maxSub, nullptr, &values,
+                               &maxName, &maxData, nullptr, &written),
+              0);
+    EXPECT_EQ(subKeys, 2u);
+    EXPECT_EQ(maxSub, 13u);
+    EXPECT_EQ(values, 2u);
+    EXPECT_EQ(maxName, 10u);
+    EXPECT_EQ(maxData, 300u);
+    // FILETIME of this century (after 2020-01-01).
+    const auto ticks =
+        (static_cast<std::uint64_t>(written.dwHighDateTime) << 32) | written.dwLowDateTime;
+    EXPECT_GT(ticks, 132223104000000000ull);
+    RegCloseKey(key);
+}
+
 TEST_F(RegistryApi, PerformanceDataOpensAndHoldsNothing) {
     TLVUTL_POSIX_ONLY("the library's own store: Windows answers HKEY_PERFORMANCE_DATA itself");
     HKEY key = nullptr;
