@@ -190,19 +190,6 @@ TEST(WXPathNormalize, MovesClausesToTheStepsTheyNameAndKeepsThoseThatCannotMove)
     }
 }
 
-TEST(WXPathNormalize, EveryRandomPathTerminates) {
-    std::mt19937 rng(99);
-    const wchar_t* pieces[] = {L"a", L"/", L"[", L"]", L"=", L".", L"..", L"./", L"../", L"x=1"};
-    for (int round = 0; round < 5000; ++round) {
-        std::wstring t;
-        const int n = static_cast<int>(rng() % 12);
-        for (int i = 0; i < n; ++i)
-            t += pieces[rng() % 10];
-        WXPath p(t.c_str());
-        p.Normalize(); // must return
-    }
-}
-
 TEST(WXPathLimits, LongPathsNeitherRecurseNorCrawl) {
     std::wstring deep;
     for (int i = 0; i < 20000; ++i)
