@@ -103,23 +103,6 @@ TEST_F(Accessor, TextFormsAreByteExactAtTheBoundaries) {
     EXPECT_EQ(a.Get<double>(), 1e300);
 }
 
-TEST_F(Accessor, ValuesRoundTripThroughAFile) {
-    WXmlNode n = doc.GetRootNode().CreateChild(L"values", nullptr);
-    n.Attribute(L"@d").SetDouble(-1234.5);
-    n.Attribute(L"@z").SetDouble(-0.0);
-    n.Attribute(L"@s").SetString(L"tab\there\nline \u00e9\u4e2d\U0001F600 ");
-    n.Value().SetString(L"  spaced text  ");
-    const CString text = doc.SaveToString();
-    WXmlDoc back;
-    ASSERT_TRUE(back.LoadFromString(text));
-    WXmlNode m = back.GetRootNode().GetNode(WXPath(L"values"));
-    EXPECT_EQ(m.Attribute(L"@d").GetDouble(), -1234.5);
-    EXPECT_FALSE(m.Attribute(L"@z").Get<double>()) << "negative zero reads as no value";
-    EXPECT_EQ(m.Attribute(L"@s").GetString(), L"tab\there\nline \u00e9\u4e2d\U0001F600 ");
-    EXPECT_EQ(m.Value().GetString(), L"  spaced text  ");
-    EXPECT_EQ(back.SaveToString(), text);
-}
-
 TEST_F(Accessor, PointsAndRectanglesReadOnlyTheirForms) {
     EXPECT_EQ(With(L"(3,4)").Get<CPoint>(), CPoint(3, 4));
     EXPECT_EQ(With(L"(3,4)tail").Get<CSize>(), CSize(3, 4));

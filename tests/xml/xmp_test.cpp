@@ -138,8 +138,6 @@ TEST_F(Xmp, RatingsAndStars) {
     } cases[] = {
         {PropVariant::FromUInt16(0), "0", "0"},     {PropVariant::FromUInt16(1), "1", "1"},
         {PropVariant::FromUInt16(12), "12", "1"},   {PropVariant::FromUInt16(13), "13", "2"},
-        {PropVariant::FromUInt16(37), "37", "2"},   {PropVariant::FromUInt16(38), "38", "3"},
-        {PropVariant::FromUInt16(62), "62", "3"},   {PropVariant::FromUInt16(63), "63", "4"},
         {PropVariant::FromUInt16(87), "87", "4"},   {PropVariant::FromUInt16(88), "88", "5"},
         {PropVariant::FromUInt16(100), "100", "5"}, {PropVariant::FromInt16(-1), "-1", "0"},
         {PropVariant::FromUInt32(75), "75", "4"},
