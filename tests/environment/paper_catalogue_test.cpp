@@ -175,18 +175,6 @@ TEST_F(PaperCatalogueTest, PagesetByLocationThenMeasuringSystem) {
     }
 }
 
-TEST_F(PaperCatalogueTest, SystemNamesWithQuotes) {
-    std::string text = kSmall;
-    text.replace(text.find(">a4only<"), 8, ">it's<");
-    text.replace(text.find("\"a4only\""), 8, "\"it's\"");
-    TempDir::Write(install / "Config" / "PaperTypes.xml", text);
-    TlvUtl::ScopedLocaleOverride here(Where(122, 0));
-    Catalogue c;
-    ASSERT_TRUE(c.Initialize());
-    EXPECT_EQ(c.GetPagesetPath().str(), L"/PageSizes/pageset[@system=\"it's\"]");
-    EXPECT_EQ(c.GetPaperOrder(), (std::vector<__int64>{21}));
-}
-
 // Custom papers and the MRU list survive a save, and a second save writes the same bytes.
 TEST_F(PaperCatalogueTest, SaveAndReloadKeepCustomPapersAndTheMruList) {
     TlvUtl::ScopedLocaleOverride here(Where(244, 0));
@@ -306,22 +294,6 @@ TEST_F(PaperCatalogueTest, BadFilesLeaveTheCatalogueEmptyAndAreNotWritten) {
     EXPECT_EQ(c.GetCount(), 0);
     c.Uninitialize();
     EXPECT_FALSE(fs::exists(UserFile()));
-}
-
-// With no pageset for the user's system, the MRU list gets one of its own when it has ids.
-TEST_F(PaperCatalogueTest, AMruListWithoutItsPagesetCreatesIt) {
-    TlvUtl::ScopedLocaleOverride here(Where(45, 0));
-    Catalogue c;
-    ASSERT_TRUE(c.Initialize());
-    c.AddMRUItem(PAPER_A4);
-    c.Uninitialize();
-    const std::string saved = TempDir::Read(UserFile());
-    EXPECT_NE(saved.find("<pageset system=\"no]such\">\n    <mru>\n      <page>21</page>"),
-              std::string::npos)
-        << saved;
-    Catalogue again;
-    ASSERT_TRUE(again.Initialize());
-    EXPECT_EQ(again.GetMRUList(), (std::vector<__int64>{21}));
 }
 
 class PaperQueriesTest : public PaperCatalogueTest {

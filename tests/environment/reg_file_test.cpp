@@ -347,39 +347,6 @@ TEST_F(RegFile, DamageFoundWhileApplyingRollsBackEveryRoot) {
     EXPECT_EQ(CheckRegistryStore(HKEY_PERFORMANCE_DATA, &problems), ERROR_INVALID_HANDLE);
 }
 
-// A file of the older form as older tools wrote it: 8-bit text, string data as 8-bit bytes.
-// Its values are in name order, which is enumeration order in every registry.
-const char kRegedit4[] = "REGEDIT4\r\n"
-                         "\r\n"
-                         "; written by an older tool\r\n"
-                         "[HKEY_CURRENT_USER\\Software\\Old\\Caf\xE9]\r\n"
-                         "@=\"d\xE9"
-                         "faut\"\r\n"
-                         "\"List\"=hex(7):61,00,80,00,00\r\n"
-                         "\"Na\xEFve\"=dword:0000000a\r\n"
-                         "\"Path\"=hex(2):25,48,4f,4d,45,25,5c,e9,\\\r\n"
-                         "  00\r\n"
-                         "\"Raw\"=hex:01,e9\r\n";
-
-TEST_F(RegFile, Regedit4FilesAreReadAsWindows1252) {
-    const std::wstring expected =
-        L"[]\n[\\Software]\n[\\Software\\Old]\n[\\Software\\Old\\Caf\u00e9]\n"
-        L" 1 6400e90066006100750074000000\n"
-        L"List 7 61000000ac2000000000\n"
-        L"Na\u00efve 4 0a000000\n"
-        L"Path 2 250048004f004d00450025005c00e9000000\n"
-        L"Raw 3 01e9\n";
-    WriteBytes(file, Here(std::string(kRegedit4)));
-    ASSERT_EQ(Import(), 0) << TlvUtils::ToUtf8(error);
-    EXPECT_EQ(encoding, L"Windows-1252");
-    EXPECT_EQ(DumpUser(), expected);
-
-    // The newer header in 8-bit text is still UTF-8; the older one is never UTF-16.
-    WriteBytes(file, "REGEDIT5\r\n");
-    EXPECT_EQ(Import(), ERROR_INVALID_DATA);
-    EXPECT_EQ(error.substr(0, 8), L"line 1: ");
-}
-
 TEST_F(RegFile, Regedit4ExportRoundTripsAndPicksItsEncoding) {
     HKEY key = Make(L"Software\\Old"); // values in name order, as the export test says why
     Put(key, L"", REG_SZ, U16(L"d\u00e9faut \u20ac"));
