@@ -160,6 +160,14 @@ TEST_F(ProfileWin32, TheCacheNeverAnswersWithStaleData) {
 #endif
 }
 
+TEST_F(ProfileWin32, QuotedNumbersMayStartWithBlanks) {
+    TempDir::Write(path, "[N]\ni=\" 42\"\nj=\"\t-7\"\nh=' 0x10'\nw=\"  \"\n");
+    EXPECT_EQ(GetPrivateProfileIntW(L"N", L"i", 0, file.c_str()), 42u);
+    EXPECT_EQ(GetPrivateProfileIntW(L"N", L"j", 0, file.c_str()), 0u - 7u);
+    EXPECT_EQ(GetPrivateProfileIntW(L"N", L"h", 0, file.c_str()), 16u);
+    EXPECT_EQ(GetPrivateProfileIntW(L"N", L"w", 9, file.c_str()), 0u); // blanks alone: no digits
+}
+
 TEST_F(ProfileWin32, AnEmptyListIsOneNul) {
     TempDir::Write(path, "[Empty]\n; only a comment\n");
     wchar_t out[8];
