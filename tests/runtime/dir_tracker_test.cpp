@@ -239,28 +239,6 @@ TEST_F(Tracker, SubtreeGrowingPastTheLimitIsCalledBackAndNamesTheLimit) {
     EXPECT_NE(debug->order[0].find("croissance"), std::string::npos) << debug->order[0];
 }
 
-TEST_F(Tracker, FarMoreFoldersThanOneWaitTakesAreAllCalledBack) {
-    // A wait on handles takes at most 64, two of them the tracker's own events.
-    constexpr int kFolders = 100;
-    DirectoryTracker t;
-    t.AppStarted();
-    std::vector<std::shared_ptr<Hits>> hits;
-    std::vector<HANDLE> handles;
-    for (int i = 0; i < kFolders; ++i) {
-        hits.push_back(std::make_shared<Hits>());
-        handles.push_back(Track(t, Dir("nombreux/" + std::to_string(i)), hits.back()));
-        ASSERT_NE(handles.back(), INVALID_HANDLE_VALUE) << i;
-    }
-    for (int i : {kFolders - 1, 62, 0})
-        Touch(dir_ / "nombreux" / std::to_string(i) / "x");
-    for (int i : {kFolders - 1, 62, 0})
-        EXPECT_TRUE(hits[i]->WaitFor(1)) << i;
-    EXPECT_EQ(hits[1]->Count(), 0);
-    t._StopTrackingAnyChanges();
-    EXPECT_FALSE(t.IsRunning());
-    EXPECT_EQ(t.WatchCount(), 0u);
-}
-
 TEST_F(Tracker, WatchedFolderDeletedIsCalledBackAndCanBeMadeAgain) {
     TLVUTL_KNOWN_WINE_DIFFERENCE("Wine does not end a folder's pending read when the folder is "
                                  "deleted; it stays until its watch is removed");
