@@ -81,7 +81,6 @@ TEST(EqParser, HostileInputNeverCrashes) {
     EXPECT_EQ(Ok(std::wstring(100000, L'(') + L"1" + std::wstring(100000, L')')), 1.0);
     Fails(std::wstring(100000, L'('));
     Fails(std::wstring(1000000, L'9'));
-    EXPECT_EQ(Ok(std::wstring(300, L'0') + L"1"), 1.0);
     Fails(std::wstring(L"1\0+2", 4));
     std::wstring all;
     for (wchar_t c = 1; c < 0x3000; ++c)
