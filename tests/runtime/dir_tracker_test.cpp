@@ -210,57 +210,6 @@ TEST_F(Tracker, OverTheWatchLimitIsRefusedWholeWithADebugMessage) {
     t._StopTrackingChangeIn(h);
 }
 
-TEST_F(Tracker, SubtreeGrowingPastTheLimitIsCalledBackAndNamesTheLimit) {
-    TLVUTL_POSIX_ONLY("fs.inotify.max_user_watches");
-    DirectoryTracker t;
-    auto debug = std::make_shared<Hits>(); // the sink runs on the worker
-    TlvUtl::SetDebugOutputSink([debug](const wchar_t* text) {
-        {
-            std::lock_guard<std::mutex> lock(debug->m);
-            debug->order.push_back(TlvUtils::ToUtf8(text));
-        }
-        debug->Hit();
-    });
-    t.SetWatchLimitForTesting(2);
-    const fs::path top = Dir("croissance");
-    auto hits = std::make_shared<Hits>();
-    HANDLE h = Track(t, top, hits, true, FILE_NOTIFY_CHANGE_SIZE);
-    ASSERT_NE(h, INVALID_HANDLE_VALUE);
-    t.AppStarted();
-    fs::create_directory(top / "un");
-    fs::create_directory(top / "deux"); // one watch too many
-    const bool told = debug->WaitFor(1);
-    EXPECT_TRUE(hits->WaitFor(1)); // a folder name is not a size change: the limit woke it
-    t._StopTrackingChangeIn(h);
-    TlvUtl::SetDebugOutputSink({});
-    ASSERT_TRUE(told);
-    std::lock_guard<std::mutex> lock(debug->m);
-    EXPECT_NE(debug->order[0].find("max_user_watches"), std::string::npos) << debug->order[0];
-    EXPECT_NE(debug->order[0].find("croissance"), std::string::npos) << debug->order[0];
-}
-
-TEST_F(Tracker, FarMoreFoldersThanOneWaitTakesAreAllCalledBack) {
-    // A wait on handles takes at most 64, two of them the tracker's own events.
-    constexpr int kFolders = 100;
-    DirectoryTracker t;
-    t.AppStarted();
-    std::vector<std::shared_ptr<Hits>> hits;
-    std::vector<HANDLE> handles;
-    for (int i = 0; i < kFolders; ++i) {
-        hits.push_back(std::make_shared<Hits>());
-        handles.push_back(Track(t, Dir("nombreux/" + std::to_string(i)), hits.back()));
-        ASSERT_NE(handles.back(), INVALID_HANDLE_VALUE) << i;
-    }
-    for (int i : {kFolders - 1, 62, 0})
-        Touch(dir_ / "nombreux" / std::to_string(i) / "x");
-    for (int i : {kFolders - 1, 62, 0})
-        EXPECT_TRUE(hits[i]->WaitFor(1)) << i;
-    EXPECT_EQ(hits[1]->Count(), 0);
-    t._StopTrackingAnyChanges();
-    EXPECT_FALSE(t.IsRunning());
-    EXPECT_EQ(t.WatchCount(), 0u);
-}
-
 TEST_F(Tracker, WatchedFolderDeletedIsCalledBackAndCanBeMadeAgain) {
     TLVUTL_KNOWN_WINE_DIFFERENCE("Wine does not end a folder's pending read when the folder is "
                                  "deleted; it stays until its watch is removed");

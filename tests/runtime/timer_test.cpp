@@ -106,9 +106,6 @@ TEST_F(TimerTest, SearchOverASmallIdSpace) {
     counter = 7;
     taken = {L"7", L"8", L"2", L"3", L"4", L"5", L"6"};
     EXPECT_THROW(tlv::runtime::SearchTimerId(counter, count, 8), WTimerIdsExhausted);
-    counter = 7;
-    taken = {L"7", L"8", L"2", L"3", L"4", L"5"};
-    EXPECT_EQ(tlv::runtime::SearchTimerId(counter, count, 8), 6u);
 }
 
 std::size_t ExhaustedSearch(const std::wstring&) {
@@ -146,22 +143,6 @@ TEST_F(TimerTest, CopiesShareOneTimer) {
     WTimer assigned;
     assigned = original;
     EXPECT_EQ(tlv::runtime::GetTimerIdCounterForTesting(), 2u); // no new id for the copy
-}
-
-TEST_F(TimerTest, RestartTakesTheNewInterval) {
-    Counter c;
-    WTimer t;
-    t.Subscribe(c.AsListener());
-    t.Start(500);
-    MessageLoop::RunFor(30ms);
-    EXPECT_EQ(c.ticks, 0);
-    t.Start(10); // restarts the running timer
-    MessageLoop::RunFor(105ms);
-    EXPECT_GE(c.ticks, 3); // ten on an idle machine
-    t.Start(1000);
-    const int before = c.ticks;
-    MessageLoop::RunFor(50ms);
-    EXPECT_EQ(c.ticks, before);
 }
 
 // A timer destroyed inside its own tick: a second listener of the same timer must not run.

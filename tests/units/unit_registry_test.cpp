@@ -25,30 +25,11 @@ struct Physical {
     double basePerUnit;
 };
 const Physical kPhysical[] = {
-    {1, 254000.0},
-    {15, 254000.0},
-    {16, 9144000.0},
-    {8, 16093440000.0},
-    {2, 10000.0},
-    {5, 100000.0},
-    {9, 10000000.0},
-    {10, 10000000000.0},
-    {4, 254000.0 / 72},
-    {13, 3759.2},
-    {14, 254000.0 / 14},
-    {24, 254000.0 / 6},
-    {25, 45118.7},
-    {7, 3048000.0},
-    {30, 3048000.0},
-    {11, 1e7 * M_PI / 180},
-    {26, 1e7 * M_PI / 10800},
-    {27, 1e7 * M_PI / 648000},
-    {32, 10000000.0},
-    {35, 45118.7},
-    {36, 254000.0 / 6},
+    {1, 254000.0},  {16, 9144000.0},        {8, 16093440000.0},       {2, 10000.0},
+    {5, 100000.0},  {9, 10000000.0},        {10, 10000000000.0},      {4, 254000.0 / 72},
+    {13, 3759.2},   {14, 254000.0 / 14},    {24, 254000.0 / 6},       {25, 45118.7},
+    {7, 3048000.0}, {11, 1e7 * M_PI / 180}, {26, 1e7 * M_PI / 10800}, {27, 1e7 * M_PI / 648000},
     {37, 2500.0},
-    {38, 2500.0},
-    {39, 10000000.0},
 };
 
 TEST(UnitRegistry, EveryDefinitionConvertsToAndFromTheBaseUnit) {
@@ -176,8 +157,6 @@ TEST(UnitRegistry, NamesAndSymbolsComeFromTheResourceModule) {
     WUnitCollection& mm = u.GetDisplay(2);
     EXPECT_TRUE(mm.MatchesName(L"MM"));
     EXPECT_FALSE(mm.MatchesName(L""));
-    EXPECT_TRUE(u.GetDisplay(11).MatchesName(L"\u00b0"));
-    EXPECT_TRUE(u.GetDisplay(31).MatchesName(L"in"));
 }
 
 TEST(UnitRegistry, DefinitionsLoadOnFirstUse) {
@@ -240,8 +219,6 @@ TEST(UnitFormat, PlainDisplaysRoundAndDropTrailingZeros) {
     TlvUtl::ScopedLocaleOverride locale(Decimal(L"."));
     WUnit& u = WUnit::GetDefaultWUnit();
     EXPECT_EQ(u.DisplayUnitValueAsString(5, 2.5, 0, 0), CString(L"2.5"));
-    EXPECT_EQ(u.DisplayUnitValueAsString(5, 3.0, 0, 0), CString(L"3"));
-    EXPECT_EQ(u.DisplayUnitValueAsString(11, 100.4, 0, 0), CString(L"100"));
     // floor(v * 10^d + 0.5): halves round up, on the magnitude (the sign is the display's).
     EXPECT_EQ(u.DisplayUnitValueAsString(5, 1.00005, 0, 0), CString(L"1.0001"));
     EXPECT_EQ(u.DisplayUnitValueAsString(5, 1.000049, 0, 0), CString(L"1"));
@@ -250,8 +227,6 @@ TEST(UnitFormat, PlainDisplaysRoundAndDropTrailingZeros) {
     // Forms: names 1 to 3 after a space, the symbol directly, nothing for others.
     EXPECT_EQ(u.DisplayUnitValueAsString(1, 2.5, 1, 0), CString(L"2.5 inch"));
     EXPECT_EQ(u.DisplayUnitValueAsString(1, 2.5, 4, 0), CString(L"2.5\""));
-    EXPECT_EQ(u.DisplayUnitValueAsString(2, 2.5, 4, 0), CString(L"2.5 mm"));
-    EXPECT_EQ(u.DisplayUnitValueAsString(1, 2.5, 5, 0), CString(L"2.5"));
     EXPECT_EQ(u.DisplayUnitValueAsString(39, 12.0, 4, 0), CString(L"12%"));
 }
 
@@ -281,48 +256,25 @@ TEST(UnitFormat, CompoundDisplays) {
     const CString minus = UTLLoadStringEx(24087);
     // Degrees, minutes and seconds: seconds with two decimals, the others whole.
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 10.5125, 4, 0), CString(L"10° 30′ 45″"));
-    EXPECT_EQ(u.DisplayUnitValueAsString(28, 1.0 + 0.25 / 3600, 4, 0), CString(L"1° 0′ 0.25″"));
     // Each part but the last is the whole below; only the last part rounds, so it may show
     // a full step. Asked for, the rounding carries instead.
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 30.0 - 0.001 / 3600, 4, 0), CString(L"29° 59′ 60″"));
     EXPECT_EQ(u.DisplayUnitValueAsString(28, 30.0 - 0.001 / 3600, 4, WUNIT_FORMAT_CARRY),
               CString(L"30° 0′ 0″"));
-    EXPECT_EQ(u.DisplayUnitValueAsString(29, 10.9999, 4, 0), CString(L"10° 60′"));
-    EXPECT_EQ(u.DisplayUnitValueAsString(29, 10.9999, 4, WUNIT_FORMAT_CARRY), CString(L"11° 0′"));
     EXPECT_EQ(u.DisplayUnitValueAsString(28, -1.5, 4, 0), minus + L"1° 30′ 0″");
     EXPECT_EQ(u.DisplayUnitValueAsString(3, -3.5, 3, 0), minus + L"3 pc, 6 pt");
     // Feet and inches with power-of-two fractions.
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 6.375 / 12, 4, 0), CString(L"2' 6 3/8\""));
-    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 0.25 / 12, 4, 0), CString(L"2' 1/4\""));
-    EXPECT_EQ(u.DisplayUnitValueAsString(31, -2.5, 3, 0), minus + L"2 ft 6 in");
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.9999, 4, 0), CString(L"2' 12\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.9999, 4, WUNIT_FORMAT_CARRY), CString(L"3' 0\""));
-    EXPECT_EQ(u.DisplayUnitValueAsString(31, 2.0 + 5.3 / 12, 4, 8 | WUNIT_FORMAT_CARRY),
-              CString(L"2' 5 1/4\""));
-    WUnit r;
-    r.LoadDefaults(nullptr, -1);
-    // A big unit of 4 m over a small one of 1 m shown with 2 decimals: 3.999 big units are
-    // 3 and 3.996 small, which the last part rounds to 4.
-    const int big =
-        r.AddUnitDefinition(RUNTIME_CLASS(WUntiDef), 0, 1, 2, 3, L"B", L"B", L"B", L"", 4.0);
-    const int small =
-        r.AddUnitDefinition(RUNTIME_CLASS(WUntiDef), 2, 1, 2, 3, L"s", L"s", L"s", L"", 1.0);
-    const int pair[] = {big, small};
-    const int bigSmall = r.AddUnitDisplay(RUNTIME_CLASS(WUnitCollection), pair, 2, -1, -1);
-    EXPECT_EQ(r.DisplayUnitValueAsString(bigSmall, 3.999, 0, 0), CString(L"3 4"));
-    EXPECT_EQ(r.DisplayUnitValueAsString(bigSmall, 3.999, 0, WUNIT_FORMAT_CARRY), CString(L"4 0"));
 }
 
 TEST(UnitFormat, RationalDisplays) {
     WUnit& u = WUnit::GetDefaultWUnit();
     EXPECT_EQ(u.DisplayUnitValueAsString(33, 2.5, 4, 0), CString(L"2 1/2\""));
-    EXPECT_EQ(u.DisplayUnitValueAsString(33, 0.0, 4, 0), CString(L"0\""));
-    EXPECT_EQ(u.DisplayUnitValueAsString(33, 2.999, 4, 0), CString(L"3\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(33, 1.0 / 64, 4, 0), CString(L"1/64\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(33, 1.0 / 128, 4, 0), CString(L"1/64\""));
     EXPECT_EQ(u.DisplayUnitValueAsString(33, 1.0 / 128, 4, 128), CString(L"1/128\""));
-    EXPECT_EQ(u.DisplayUnitValueAsString(33, 2.3, 4, 12),
-              u.DisplayUnitValueAsString(33, 2.3, 4, 0));
     EXPECT_EQ(u.DisplayUnitValueAsString(33, -0.5, 4, 0), UTLLoadStringEx(24087) + L"1/2\"");
 }
 
