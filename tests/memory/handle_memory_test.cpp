@@ -73,7 +73,6 @@ TEST(HandleMemory, NullHandlesAndPlacesGetTheNothingResultMoveHugeOverlaps) {
     EXPECT_EQ(MEMMANReAlloc(nullptr, 8), nullptr);
     EXPECT_EQ(MEMMANDuplicate(nullptr), nullptr);
     EXPECT_EQ(MEMMANLock(nullptr), nullptr);
-    EXPECT_EQ(MMLockTemp(nullptr), nullptr);
     EXPECT_EQ(MEMMANUnlock(nullptr), 1);
     EXPECT_EQ(MEMMANFree(nullptr), 0);
     EXPECT_EQ(MEMMANGetSize(nullptr), 0);
