@@ -21,7 +21,6 @@ TEST(HandleMemory, AllocClearsAndZeroSizeIsAValidBlock) {
     ASSERT_NE(empty, nullptr);
     EXPECT_EQ(MEMMANGetSize(empty), 0);
     EXPECT_NE(MEMMANLock(empty), nullptr);
-    EXPECT_EQ(MEMMANGetLockCount(empty), 0);
     EXPECT_EQ(MEMMANGetFlags(empty), 0);
     MEMMANFree(empty);
 
