@@ -28,7 +28,6 @@ TEST(FatalError, FormattedTextIsTheCaptionAndTheBodyIsFixed) {
     CString expected;
     expected.Format(UTLLoadStringEx(24007), L"listman", 1000u, L"C:\\SRC\\MODULE", 77u);
     EXPECT_EQ(box.caption, expected);
-    EXPECT_NE(box.caption.Find(L"C:\\SRC\\MODULE"), -1);
     EXPECT_EQ(box.text, UTLLoadStringEx(24008));
     // Body selector 0 picks the other text; a file name without extension stays whole.
     UIMSG_FatalError(5002, L"noext", 1, L"units", 0);
@@ -36,7 +35,6 @@ TEST(FatalError, FormattedTextIsTheCaptionAndTheBodyIsFixed) {
     const auto other = sink.Messages()[3];
     EXPECT_EQ(other.text, UTLLoadStringEx(24009));
     EXPECT_NE(other.caption.Find(L"NOEXT"), -1) << other.caption.ToUtf8();
-    EXPECT_NE(UTLLoadStringEx(24008), UTLLoadStringEx(24009));
 }
 
 TEST(FatalError, EmptyModuleNameUsesTheApplicationName) {

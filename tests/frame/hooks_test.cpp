@@ -50,15 +50,6 @@ TEST_F(HooksTest, PrioritiesRunAscendingAtStartAndDescendingAtStop) {
     EXPECT_EQ(Run(true, false), "p5 p3 c b a p1 ");
 }
 
-TEST_F(HooksTest, PriorityZeroRunsOnlyInItsOwnPass) {
-    r->Register(kind, Cb("zero"), 0);
-    r->Register(kind, Cb("two"), 2);
-    r->Register(kind, Cb("minus"), -1);
-    EXPECT_EQ(Run(false, true), "zero ");
-    EXPECT_EQ(Run(false, false), "minus two ");
-    EXPECT_EQ(Run(true, true), "zero ");
-}
-
 TEST_F(HooksTest, DuplicateRegistrationRunsTwiceAndUnregisterRemovesFirstCopyPerPriority) {
     r->Register(kind, Cb("x"), 1);
     r->Register(kind, Cb("y"), 1);

@@ -53,12 +53,6 @@ void UseGuidMap(const std::string& bytes) {
     TlvUtl::SetInstallDataFolderProvider(&DataFolder);
 }
 
-TEST(Startup, LookupsAnswerZeroBeforeTheMapIsLoaded) {
-    GUID a{}, b{};
-    EXPECT_EQ(UTLMapEng2AppGUID(&a, &b), 0);
-    EXPECT_EQ(UTLMapApp2EngGUID(&a, &b), 0);
-}
-
 TEST(Startup, MissingResourceModuleFailsAndStringsFallBackToTheHost) {
     TLVUTL_POSIX_ONLY("a host's strings as an exported table symbol; a Windows host keeps "
                       "them in its own STRINGTABLE");
